@@ -1,0 +1,99 @@
+#ifndef QTLOG_CONFIG_H
+#define QTLOG_CONFIG_H
+
+#include <logging/qtlog_global.h>
+
+#include <QtCore/QHash>
+#include <QtCore/QReadWriteLock>
+#include <QtCore/QScopedPointer>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+namespace logging {
+
+// Read access to the settings file, with a destination's own section falling
+// back to the global section (the lines above the first header) and then to a
+// built-in default. The parsed file lives only during a refresh().
+//
+// Section names are the destinations' names: "console", "file", "syslog",
+// "gui_buffer". Keys: "active" (global only), "level", "allow", "deny",
+// "format", "trace_format", and the file destination's "filename".
+class QTLOG_EXPORT Config
+{
+public:
+    class Settings;
+    class ReloadThread;
+
+    // With reload true and a non-empty name, a thread checks the file's
+    // modification time every 5 seconds and refreshes when it grows newer.
+    // The file itself is not read here.
+    Config(const QString &fileName, bool reload);
+    // Stops the reload thread (returns within about 500 ms unless a refresh
+    // is under way, which is let finish).
+    ~Config();
+
+    // The parsed file, read on first use after construction or freeFile().
+    Settings *file() const;
+    void freeFile();
+
+    // Re-reads the file once and re-applies it to every registered
+    // destination: the "active" list, then each one's formats, filter and
+    // own settings.
+    void refresh();
+
+    // key in dest's section, else in the global section, else defaultValue.
+    // A key present with an empty value counts as set. A null dest reads the
+    // global section.
+    QString value(const char *dest, const QString &key, const QString &defaultValue) const;
+    // The key names of dest's own section, in no particular order.
+    QStringList keys(const char *dest) const;
+
+    // "active": destination names separated by blanks; default "console".
+    QStringList active() const;
+    // "level": 0 (Critical) to 5 (Trace); anything else gives 4 (Debug).
+    int maxLevel(const char *dest) const;
+    // "allow" and "deny": module-name prefixes separated by blanks.
+    QStringList allowMod(const char *dest) const;
+    QStringList denyMod(const char *dest) const;
+    // "format" and "trace_format"; a null string when not set.
+    QString outFormat(const char *dest) const;
+    QString outTraceFormat(const char *dest) const;
+
+private:
+    Q_DISABLE_COPY(Config)
+
+    QString fileName;
+    mutable QScopedPointer<Settings> settings;
+    ReloadThread *reloadThread;
+};
+
+// The parsed settings file: an INI-like text in UTF-8.
+//
+// - Blank lines and lines starting with ';' or '#' are ignored; there are no
+//   inline comments.
+// - "[name]" starts a section; a name is one run of word characters, blanks
+//   around it allowed. Repeated sections merge.
+// - "key = value" stores a value; the character just before the first '=' is
+//   always dropped from the key, so a key needs a blank before '='. The last
+//   value of a key wins.
+// - Any other line is reported as a Debug record of module "logging.conf"
+//   ("Error in line: N") and skipped.
+// A missing or unreadable file gives an empty configuration, silently.
+class QTLOG_EXPORT Config::Settings
+{
+public:
+    explicit Settings(const QString &fileName);
+
+    QString value(const QString &section, const QString &key, const QString &defaultValue) const;
+    QStringList keys(const QString &section) const;
+
+private:
+    Q_DISABLE_COPY(Settings)
+
+    QHash<QString, QHash<QString, QString> > sections;
+    mutable QReadWriteLock lock;
+};
+
+} // namespace logging
+
+#endif // QTLOG_CONFIG_H

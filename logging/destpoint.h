@@ -1,0 +1,120 @@
+#ifndef QTLOG_DESTPOINT_H
+#define QTLOG_DESTPOINT_H
+
+#include <logging/filter_log_records.h>
+#include <logging/log_record.h>
+#include <logging/log_record_formater.h>
+
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <QtCore/QReadWriteLock>
+#include <QtCore/QSharedPointer>
+#include <QtCore/QStringList>
+
+#include <atomic>
+
+namespace logging {
+
+class Config;
+
+// Base of every output destination. It owns a filter, a formatter and a
+// queue of records ordered by time. Records are filtered when the registry
+// inserts them, on the logging thread; they are formatted and written when
+// the registry signals, by outItems() on the thread that owns the object.
+//
+// A new destination registers itself with the registry and is inactive; the
+// registry switches it on when the settings' "active" list names it.
+class QTLOG_EXPORT DestPoint : public QObject
+{
+    Q_OBJECT
+
+public:
+    class AllDestPointsManager;
+
+    explicit DestPoint(QObject *parent = nullptr);
+    ~DestPoint() override;
+
+    // The process-wide registry, created on first use. After it has been
+    // deleted, the next call creates a fresh, empty one.
+    static AllDestPointsManager *allDestPointManager();
+
+    // The destination's section in the settings file and its word in the
+    // "active" list.
+    virtual const char *confName() const = 0;
+
+    bool isActive() const { return active.load(std::memory_order_relaxed); }
+    // Connects to (or disconnects from) the registry's startActive() signal.
+    // Does nothing for an always-active destination.
+    void setActive(bool on);
+    // Active for good, whatever the settings say.
+    void setAlwaysActive();
+
+    // Queues record if the filter takes it. Records with equal times keep
+    // their arrival order; a late one is slotted in before later-stamped ones.
+    void insertLogRecord(const QSharedPointer<LogRecord> &record);
+    // The earliest queued record, or null when the queue is empty.
+    QSharedPointer<LogRecord> takeFirstLogRecord();
+
+    FilterLogRecords &filter() { return filterRecords; }
+    LogRecordFormater &formatter() { return formater; }
+
+public Q_SLOTS:
+    // Drains the queue and writes every record. Does nothing here.
+    virtual void outItems();
+
+public:
+    // The destination's own settings, applied at every refresh after the
+    // "active" list, the formats and the filter. Does nothing here.
+    virtual void reloadConfig(Config &config);
+
+private:
+    Q_DISABLE_COPY(DestPoint)
+
+    std::atomic<bool> active;
+    bool alwaysActive;
+    FilterLogRecords filterRecords;
+    LogRecordFormater formater;
+    QReadWriteLock queueLock;
+    QList<QSharedPointer<LogRecord> > queue;
+};
+
+// The registry of all destinations. Fans each record out to the active ones
+// and signals them to write; applies the settings to them.
+//
+// Lock order: the registry, then a destination's own lock, its queue, its
+// formatter or filter, then the parsed settings.
+class QTLOG_EXPORT DestPoint::AllDestPointsManager : public QObject
+{
+    Q_OBJECT
+
+public:
+    AllDestPointsManager();
+    ~AllDestPointsManager() override;
+
+    void addDestPoint(DestPoint *destination);
+    // Removes every entry of destination.
+    void removeDestPoint(DestPoint *destination);
+
+    // Offers record to every active destination, then emits startActive()
+    // once, whether or not any took it.
+    void sendLogRecord(const QSharedPointer<LogRecord> &record);
+    // Activates the destinations whose confName() is in names (case-sensitive)
+    // and deactivates the others.
+    void setActiveDestPoints(const QStringList &names);
+    // Applies config: the "active" list, then each destination's formats,
+    // filter and own settings.
+    void refreshConfig(Config &config);
+
+Q_SIGNALS:
+    void startActive();
+
+private:
+    Q_DISABLE_COPY(AllDestPointsManager)
+
+    QReadWriteLock lock;
+    QList<DestPoint *> destinations;
+};
+
+} // namespace logging
+
+#endif // QTLOG_DESTPOINT_H

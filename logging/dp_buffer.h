@@ -1,0 +1,45 @@
+#ifndef QTLOG_DP_BUFFER_H
+#define QTLOG_DP_BUFFER_H
+
+#include <logging/destpoint.h>
+
+#include <QtCore/QReadWriteLock>
+#include <QtCore/QStringList>
+
+namespace logging {
+
+// Keeps the most recent formatted lines in memory for a user interface.
+// Created by the application (on the thread that should receive the signal),
+// always active; its filter and formats come from section "gui_buffer".
+class QTLOG_EXPORT DPBuffer : public DestPoint
+{
+    Q_OBJECT
+
+public:
+    // 200 lines; Debug level and below until the settings are applied.
+    explicit DPBuffer(QObject *parent = nullptr);
+    ~DPBuffer() override;
+
+    const char *confName() const override;
+    void outItems() override;
+    void reloadConfig(Config &config) override;
+
+    // The most lines kept, from the next record on; 0 or less keeps none.
+    void setRotateLineCount(int count);
+    QStringList getLines() const;
+
+Q_SIGNALS:
+    // Emitted after every drain, also when nothing changed, with the whole
+    // list. A receiver connected directly must not call getLines() or
+    // setRotateLineCount(): the buffer is locked while it runs.
+    void logContentChanged(const QStringList &lines);
+
+private:
+    mutable QReadWriteLock bufferLock;
+    int rotateLineCount;
+    QStringList lines;
+};
+
+} // namespace logging
+
+#endif // QTLOG_DP_BUFFER_H

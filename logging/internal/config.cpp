@@ -1,0 +1,265 @@
+#include <logging/config.h>
+
+#include <logging/destpoint.h>
+#include <logging/logging.h>
+
+#include "config_p.h"
+#include "logging_p.h"
+#include "qt_compat_p.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+
+namespace logging {
+
+namespace {
+
+const char s_levelCName[] = "level";
+const char s_allowCName[] = "allow";
+const char s_denyCName[] = "deny";
+const char s_activeCName[] = "active";
+const char s_outFormatCName[] = "format";
+const char s_outTraceFormatCName[] = "trace_format";
+
+const int s_reloadPeriod = 5;           // seconds between two looks at the file
+const unsigned long s_stopWait = 500;   // ms that ~Config waits for the thread
+
+// Splits at each space character (U+0020 only), dropping empty parts.
+QStringList splitAtBlanks(const QString &text)
+{
+    QStringList parts;
+    const int size = text.size();
+    int start = 0;
+    for (int i = 0; i <= size; ++i) {
+        if (i == size || text.at(i) == QLatin1Char(' ')) {
+            if (i > start)
+                parts.append(text.mid(start, i - start));
+            start = i + 1;
+        }
+    }
+    return parts;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Config::Settings
+
+Config::Settings::Settings(const QString &fileName)
+{
+    // A bad line is reported while the lock is held: hold the reports back
+    // until it is released.
+    ReportDeferral deferral;
+    QWriteLocker locker(&lock);
+
+    if (fileName.isEmpty())
+        return;
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly))
+        return;
+
+    const compat::RegExp comment("^[;#].*$");
+    const compat::RegExp header("^[\\[][\\s]*[\\w]+[\\s]*[\\]]$");
+    const compat::RegExp keyLine("^[\\w]+[\\s]*[=][\\s]*");
+
+    QString section;
+    int lineNumber = 0;
+    while (!file.atEnd()) {
+        const QByteArray raw = file.readLine();
+        if (raw.isEmpty())
+            break;  // a read error, or not a regular file: never loop on it
+        const QString line = QString::fromUtf8(raw).trimmed();
+        ++lineNumber;
+
+        if (line.isEmpty() || comment.matches(line))
+            continue;
+        if (header.matches(line)) {
+            section = line.mid(1, line.size() - 2).trimmed();
+            continue;
+        }
+        if (keyLine.matches(line)) {
+            // The character just before '=' is dropped from the name; the
+            // format has always worked that way and files rely on it.
+            const int eq = line.indexOf(QLatin1Char('='));
+            sections[section].insert(line.left(eq - 1).trimmed(), line.mid(eq + 1).trimmed());
+            continue;
+        }
+        toLog(Debug, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
+              detail::bytes("logging::Config::Settings::Settings(const QString&)"),
+              detail::bytes("conf"))
+            << "Error in line:" << lineNumber;
+    }
+}
+
+QString Config::Settings::value(const QString &section, const QString &key,
+                                const QString &defaultValue) const
+{
+    QReadLocker locker(&lock);
+    const QHash<QString, QHash<QString, QString> >::const_iterator s = sections.constFind(section);
+    if (s == sections.constEnd())
+        return defaultValue;
+    const QHash<QString, QString>::const_iterator k = s->constFind(key);
+    return k == s->constEnd() ? defaultValue : k.value();
+}
+
+QStringList Config::Settings::keys(const QString &section) const
+{
+    QReadLocker locker(&lock);
+    return sections.value(section).keys();
+}
+
+// ---------------------------------------------------------------------------
+// Config
+
+Config::Config(const QString &fileName, bool reload)
+    : fileName(fileName)
+    , reloadThread(nullptr)
+{
+    if (reload && !fileName.isEmpty()) {
+        reloadThread = new ReloadThread(this, s_reloadPeriod);
+        reloadThread->start(QThread::LowestPriority);
+    }
+}
+
+Config::~Config()
+{
+    if (reloadThread) {
+        reloadThread->requestStop();
+        // The sleep is interruptible, so this returns at once unless a
+        // refresh is running; that one is let finish, since it works on this
+        // object and on the destinations.
+        if (!reloadThread->wait(s_stopWait))
+            reloadThread->wait();
+        delete reloadThread;
+    }
+}
+
+Config::Settings *Config::file() const
+{
+    if (!settings)
+        settings.reset(new Settings(fileName));
+    return settings.data();
+}
+
+void Config::freeFile()
+{
+    settings.reset();
+}
+
+void Config::refresh()
+{
+    // Reports of the parser and the destinations wait until the registry
+    // and the destinations are unlocked again.
+    ReportDeferral deferral;
+    freeFile();
+    DestPoint::allDestPointManager()->refreshConfig(*this);
+    freeFile();
+}
+
+QString Config::value(const char *dest, const QString &key, const QString &defaultValue) const
+{
+    const Settings *parsed = file();
+    const QString global = parsed->value(QString(), key, defaultValue);
+    return parsed->value(QString::fromLatin1(dest), key, global);
+}
+
+QStringList Config::keys(const char *dest) const
+{
+    return file()->keys(QString::fromLatin1(dest));
+}
+
+QStringList Config::active() const
+{
+    return splitAtBlanks(value(nullptr, QLatin1String(s_activeCName), QLatin1String("console")));
+}
+
+int Config::maxLevel(const char *dest) const
+{
+    bool ok = false;
+    const int level = value(dest, QLatin1String(s_levelCName), QLatin1String("4")).toInt(&ok, 10);
+    return ok && unsigned(level) <= 5u ? level : 4;
+}
+
+QStringList Config::allowMod(const char *dest) const
+{
+    return splitAtBlanks(value(dest, QLatin1String(s_allowCName), QString()));
+}
+
+QStringList Config::denyMod(const char *dest) const
+{
+    return splitAtBlanks(value(dest, QLatin1String(s_denyCName), QString()));
+}
+
+QString Config::outFormat(const char *dest) const
+{
+    return value(dest, QLatin1String(s_outFormatCName), QString());
+}
+
+QString Config::outTraceFormat(const char *dest) const
+{
+    return value(dest, QLatin1String(s_outTraceFormatCName), QString());
+}
+
+// ---------------------------------------------------------------------------
+// Config::ReloadThread
+
+Config::ReloadThread::ReloadThread(Config *config, int period)
+    : config(config)
+    , period(period)
+    , stop(false)
+{
+    lastModify = currLastModify();
+}
+
+Config::ReloadThread::~ReloadThread()
+{
+}
+
+QDateTime Config::ReloadThread::currLastModify()
+{
+    return QFileInfo(config->fileName).lastModified();
+}
+
+void Config::ReloadThread::requestStop()
+{
+    QMutexLocker locker(&stopMutex);
+    stop = true;
+    stopCondition.wakeAll();
+}
+
+bool Config::ReloadThread::sleepPeriod()
+{
+    QMutexLocker locker(&stopMutex);
+    QElapsedTimer slept;
+    slept.start();
+    const qint64 total = qint64(period) * 1000;
+    while (!stop) {
+        const qint64 left = total - slept.elapsed();
+        if (left <= 0)
+            break;
+        stopCondition.wait(&stopMutex, static_cast<unsigned long>(left));
+    }
+    return stop;
+}
+
+void Config::ReloadThread::run()
+{
+    for (;;) {
+        if (sleepPeriod())
+            return;
+        // Only a strictly newer time counts; a deleted file (invalid time)
+        // never does, and a file created since the start always does.
+        const QDateTime current = currLastModify();
+        if (!current.isValid() || (lastModify.isValid() && !(lastModify < current)))
+            continue;
+        lastModify = currLastModify();
+        config->refresh();
+        toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
+              detail::bytes("virtual void logging::Config::ReloadThread::run()"),
+              detail::bytes("conf.reloader"))
+            << "Config file has modify:" << config->fileName;
+    }
+}
+
+} // namespace logging

@@ -1,0 +1,54 @@
+#include <logging/dp_buffer.h>
+
+#include "logging_p.h"
+
+namespace logging {
+
+DPBuffer::DPBuffer(QObject *parent)
+    : DestPoint(parent)
+    , rotateLineCount(200)
+{
+    setAlwaysActive();
+    filter().setLevel(Debug);
+    filter().setDeny(QVector<QString>());
+}
+
+DPBuffer::~DPBuffer()
+{
+}
+
+const char *DPBuffer::confName() const
+{
+    return "gui_buffer";
+}
+
+void DPBuffer::reloadConfig(Config &)
+{
+}
+
+void DPBuffer::setRotateLineCount(int count)
+{
+    QWriteLocker locker(&bufferLock);
+    rotateLineCount = count;
+}
+
+QStringList DPBuffer::getLines() const
+{
+    QReadLocker locker(&bufferLock);
+    return lines;
+}
+
+void DPBuffer::outItems()
+{
+    // A receiver of the signal may log: that waits until the lock is released.
+    ReportDeferral deferral;
+    QWriteLocker locker(&bufferLock);
+    while (const QSharedPointer<LogRecord> record = takeFirstLogRecord()) {
+        lines.append(QString::fromLocal8Bit(formatter().format(*record)));
+        while (rotateLineCount < lines.size())
+            lines.removeFirst();
+    }
+    Q_EMIT logContentChanged(lines);
+}
+
+} // namespace logging

@@ -1,0 +1,73 @@
+#include <logging/filter_log_records.h>
+
+#include <logging/config.h>
+#include <logging/log_record.h>
+
+#include <cstring>
+
+namespace logging {
+
+namespace {
+
+// A plain character prefix test. QString::startsWith() is not used: it
+// treats a null module differently from an empty one.
+bool matchesAny(const QString &module, const QVector<QString> &prefixes)
+{
+    const int moduleSize = module.size();
+    for (const QString &prefix : prefixes) {
+        const int size = prefix.size();
+        if (size <= moduleSize
+            && memcmp(module.constData(), prefix.constData(), size_t(size) * sizeof(QChar)) == 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+FilterLogRecords::FilterLogRecords()
+    : level(Debug)
+{
+}
+
+FilterLogRecords::~FilterLogRecords()
+{
+}
+
+void FilterLogRecords::setLevel(int newLevel)
+{
+    QWriteLocker locker(&lock);
+    level = newLevel;
+}
+
+void FilterLogRecords::setAllow(const QVector<QString> &prefixes)
+{
+    QWriteLocker locker(&lock);
+    allow = prefixes;
+}
+
+void FilterLogRecords::setDeny(const QVector<QString> &prefixes)
+{
+    QWriteLocker locker(&lock);
+    deny = prefixes;
+}
+
+void FilterLogRecords::reloadConfig(Config &config, const char *destName)
+{
+    QWriteLocker locker(&lock);
+    level = config.maxLevel(destName);
+    allow = config.allowMod(destName).toVector();
+    deny = config.denyMod(destName).toVector();
+}
+
+bool FilterLogRecords::check(const LogRecord &record) const
+{
+    QReadLocker locker(&lock);
+    if (record.level > level)
+        return false;
+    if (matchesAny(record.module, deny))
+        return false;
+    return allow.isEmpty() || matchesAny(record.module, allow);
+}
+
+} // namespace logging

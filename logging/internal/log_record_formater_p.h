@@ -1,0 +1,147 @@
+#ifndef QTLOG_LOG_RECORD_FORMATER_P_H
+#define QTLOG_LOG_RECORD_FORMATER_P_H
+
+#include <logging/log_record.h>
+#include <logging/log_record_formater.h>
+
+#include <QtCore/QList>
+#include <QtCore/QVector>
+
+#include <cstring>
+
+namespace logging {
+
+// A forward reader over one format string.
+class ByteArray2CharStream
+{
+public:
+    explicit ByteArray2CharStream(const QByteArray &data)
+        : data(data), pos(0), size(data.size())
+    {
+    }
+
+    bool atEnd() const { return pos >= size; }
+    // The next character, or 0 at the end.
+    char peek() const { return pos < size ? data.at(pos) : '\0'; }
+    void next() { ++pos; }
+
+    // Consumes the next character if it is one of letters and returns its
+    // index there; returns -1 and consumes nothing otherwise.
+    int lookUp(const char *letters)
+    {
+        const char c = peek();
+        const char *hit = c ? std::strchr(letters, c) : nullptr;
+        if (!hit)
+            return -1;
+        ++pos;
+        return int(hit - letters);
+    }
+
+    // The text up to the next c (or the end); the reader stops on that c.
+    QByteArray before(char c);
+    // Moves back n characters; false (and back to the start) if there are fewer.
+    bool stepBack(int n);
+
+    QByteArray data;
+    int pos;
+    int size;
+};
+
+// The state of formatting one record, shared by the items.
+struct OutFItemStream
+{
+    OutFItemStream(QDateTime *lastTime, const LogRecord *record);
+
+    QDateTime *lastTime;
+    const LogRecord *record;
+    bool dateChanged;       // the date differs from lastTime's
+    bool secondChanged;     // more than 1000 ms past lastTime (or no lastTime)
+    bool timeWritten;       // a full time has been written for this record
+    QByteArray buffer;
+};
+
+class QTLOG_EXPORT FormatItem
+{
+public:
+    virtual void read(ByteArray2CharStream &in) = 0;
+    virtual void out(OutFItemStream &out) const = 0;
+    virtual ~FormatItem();
+};
+
+class QTLOG_EXPORT FItemStaticText : public FormatItem
+{
+public:
+    void read(ByteArray2CharStream &in) override;
+    void out(OutFItemStream &out) const override;
+
+    QByteArray text;
+};
+
+// A level outside 0..5 is written as its decimal number in every mode.
+class QTLOG_EXPORT FItemLevel : public FormatItem
+{
+public:
+    enum Mode { Char = 0, Number = 1, Text = 2 };
+    void read(ByteArray2CharStream &in) override;
+    void out(OutFItemStream &out) const override;
+
+    int mode = Char;
+};
+
+class QTLOG_EXPORT FItemTime : public FormatItem
+{
+public:
+    enum Mode { DayHeader = 0, Date = 1, AbbreviatedTime = 2, FullTime = 3 };
+    void read(ByteArray2CharStream &in) override;
+    void out(OutFItemStream &out) const override;
+    void append2Stream(OutFItemStream &out, const char *builtinPattern) const;
+
+    int mode = AbbreviatedTime;
+    QString format;     // custom QDateTime pattern; empty means built-in
+};
+
+// The indent is capped at maxIndent spaces, so that no format string can make
+// a record allocate without bound.
+class QTLOG_EXPORT FItemMessText : public FormatItem
+{
+public:
+    enum Mode { Indented = 0, Joined = 1, Full = 2 };
+    static const int maxIndent = 1024;
+    void read(ByteArray2CharStream &in) override;
+    void out(OutFItemStream &out) const override;
+
+    int mode = Indented;
+    int indent = 11;
+};
+
+class QTLOG_EXPORT FItemCallPos : public FormatItem
+{
+public:
+    enum Mode { Module = 0, File = 1, FileName = 2, Line = 3, Function = 4 };
+    void read(ByteArray2CharStream &in) override;
+    void out(OutFItemStream &out) const override;
+
+    int mode = Module;
+    char linePrefix = 0;    // 0: none
+};
+
+// An owning list of parsed items, in format order.
+class QTLOG_EXPORT LogRecordFormater::Items
+{
+public:
+    Items() {}
+    ~Items();
+
+    void clear();
+    // Takes ownership of list's items after deleting the current ones.
+    void reset(const QList<FormatItem *> &list);
+
+    QVector<FormatItem *> items;
+
+private:
+    Q_DISABLE_COPY(Items)
+};
+
+} // namespace logging
+
+#endif // QTLOG_LOG_RECORD_FORMATER_P_H

@@ -1,0 +1,160 @@
+#ifndef QTLOG_QT_COMPAT_P_H
+#define QTLOG_QT_COMPAT_P_H
+
+//
+// Every difference between Qt 4.8, Qt 5 and Qt 6 that the library meets is
+// handled here, and only here.
+//
+
+#include <QtCore/QByteArray>
+#include <QtCore/QSharedPointer>
+#include <QtCore/QString>
+#include <QtCore/qglobal.h>
+
+#if QT_VERSION >= 0x060000
+#  include <QtCore/QRegularExpression>
+#else
+#  include <QtCore/QRegExp>
+#endif
+
+#include <utility>
+
+namespace logging {
+namespace compat {
+
+// The library's message handler has Qt 4's signature.
+typedef void (*MessageHandler)(QtMsgType type, const char *text);
+
+#if QT_VERSION < 0x050000
+
+inline void installMessageHandler(MessageHandler handler)
+{
+    qInstallMsgHandler(handler);
+}
+
+inline QString fromAscii(const char *data, int size)
+{
+    return QString::fromAscii(data, size);
+}
+
+inline void emitMessage(QtMsgType type, const QByteArray &text)
+{
+    qt_message_output(type, text.constData());
+}
+
+inline void emitMessage(QtMsgType type, const QString &text)
+{
+    qt_message_output(type, text.toLocal8Bit().constData());
+}
+
+// Text that a QDebug wrote into a QString, made equal to what the same
+// stream would have emitted: Qt 4 emits the trailing space as it is.
+inline void finishStreamedText(QString &)
+{
+}
+
+template <typename T, typename... Args>
+inline QSharedPointer<T> makeShared(Args &&...args)
+{
+    return QSharedPointer<T>(new T(std::forward<Args>(args)...));
+}
+
+#else // Qt 5 and Qt 6
+
+namespace detail {
+inline MessageHandler &installedHandler()
+{
+    static MessageHandler handler = nullptr;
+    return handler;
+}
+
+// Hands Qt 5/6 messages to the Qt 4 style handler as local 8-bit text.
+inline void messageAdapter(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    const QByteArray local = text.toLocal8Bit();
+    installedHandler()(type, local.constData());
+}
+} // namespace detail
+
+inline void installMessageHandler(MessageHandler handler)
+{
+    detail::installedHandler() = handler;
+    qInstallMessageHandler(handler ? detail::messageAdapter : nullptr);
+}
+
+inline QString fromAscii(const char *data, int size)
+{
+    return QString::fromLatin1(data, size);
+}
+
+inline void emitMessage(QtMsgType type, const QString &text)
+{
+    qt_message_output(type, QMessageLogContext(), text);
+}
+
+inline void emitMessage(QtMsgType type, const QByteArray &text)
+{
+    emitMessage(type, QString::fromLocal8Bit(text.constData(), text.size()));
+}
+
+// Qt 5/6 drop the trailing space of a stream in space mode when they emit
+// it, but keep it in a stream that writes into a QString.
+inline void finishStreamedText(QString &text)
+{
+    if (text.endsWith(QLatin1Char(' ')))
+        text.chop(1);
+}
+
+template <typename T, typename... Args>
+inline QSharedPointer<T> makeShared(Args &&...args)
+{
+    return QSharedPointer<T>::create(std::forward<Args>(args)...);
+}
+
+#endif
+
+// A case-sensitive regular expression whose classes "\w" (letter, digit,
+// combining mark or '_') and "\s" (white space as QChar::isSpace() sees it)
+// mean the same on every Qt version. They may appear inside brackets only.
+class RegExp
+{
+public:
+    explicit RegExp(const char *pattern)
+#if QT_VERSION >= 0x060000
+        : rx(translate(pattern))
+#else
+        : rx(QString::fromLatin1(pattern), Qt::CaseSensitive, QRegExp::RegExp)
+#endif
+    {
+    }
+
+    // True when the expression matches somewhere in text.
+    bool matches(const QString &text) const
+    {
+#if QT_VERSION >= 0x060000
+        return rx.match(text).hasMatch();
+#else
+        return rx.indexIn(text) != -1;
+#endif
+    }
+
+private:
+#if QT_VERSION >= 0x060000
+    // PCRE's own \w and \s are ASCII-only; spell out QRegExp's meaning.
+    static QString translate(const char *pattern)
+    {
+        QString p = QString::fromLatin1(pattern);
+        p.replace(QLatin1String("\\w"), QLatin1String("\\p{L}\\p{N}\\p{M}_"));
+        p.replace(QLatin1String("\\s"), QLatin1String("\\p{Z}\\x{09}-\\x{0D}\\x{85}"));
+        return p;
+    }
+    QRegularExpression rx;
+#else
+    QRegExp rx;
+#endif
+};
+
+} // namespace compat
+} // namespace logging
+
+#endif // QTLOG_QT_COMPAT_P_H

@@ -1,0 +1,64 @@
+#ifndef QTLOG_LOG_RECORD_FORMATER_H
+#define QTLOG_LOG_RECORD_FORMATER_H
+
+#include <logging/qtlog_global.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QDateTime>
+#include <QtCore/QReadWriteLock>
+#include <QtCore/QScopedPointer>
+
+namespace logging {
+
+class Config;
+class LogRecord;
+
+// Turns records into text by a format string, one per destination. It holds
+// two parsed formats: one for Trace records, one for all others.
+//
+// The format language: '#' starts an item, everything else is literal text.
+//   #l  level: c letter (default), n number, t name
+//   #t  time: d day header line when the date changes, D date,
+//       t time or, within the same second, only the milliseconds (default),
+//       T time always; f'pattern' replaces the built-in QDateTime pattern
+//   #m  message: s (default) with continuation lines indented by the
+//       following number of spaces (default 11), d lines joined, f as is
+//   #c  call position: m module (default), f file, F file name,
+//       l line (lp<x>: preceded by x), u function
+// Malformed formats never fail: unknown letters become literal text.
+class QTLOG_EXPORT LogRecordFormater
+{
+public:
+    class Items;
+
+    // Starts with the built-in formats
+    // "#tTf'hh:mm:ss.zzz' #lc [#cm] #ms11" and, for Trace records,
+    // "#tTf'hh:mm:ss.zzz' #cF:#cl [#cm]".
+    LogRecordFormater();
+    ~LogRecordFormater();
+
+    // Takes "format" and "trace_format" of section; an empty or blank one
+    // falls back to its built-in format.
+    void reloadConfig(Config &config, const char *section);
+
+    // The record's text, without a line end. Safe against a concurrent
+    // reloadConfig(), but calls for one formatter must not overlap: the
+    // abbreviated time depends on the record formatted before.
+    QByteArray format(const LogRecord &record);
+
+    // Parses config into items, replacing what items held.
+    static void configStringToItems(Items &items, const QByteArray &config);
+
+private:
+    Q_DISABLE_COPY(LogRecordFormater)
+
+    QReadWriteLock lock;
+    // The whole second of the last record whose full time was written.
+    QDateTime lastTime;
+    QScopedPointer<Items> items;
+    QScopedPointer<Items> traceItems;
+};
+
+} // namespace logging
+
+#endif // QTLOG_LOG_RECORD_FORMATER_H

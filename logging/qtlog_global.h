@@ -1,0 +1,14 @@
+#ifndef QTLOG_GLOBAL_H
+#define QTLOG_GLOBAL_H
+
+#include <QtCore/qglobal.h>
+
+// Symbols of the shared library. Internal classes that the unit tests reach
+// carry the same mark; their headers are not installed.
+#if defined(QTLOG_BUILDING_LIBRARY)
+#  define QTLOG_EXPORT Q_DECL_EXPORT
+#else
+#  define QTLOG_EXPORT Q_DECL_IMPORT
+#endif
+
+#endif // QTLOG_GLOBAL_H

@@ -1,0 +1,51 @@
+# Shared by the scripts: installs missing Debian packages, configures and
+# builds the project. Source it from the repository root.
+
+# ensure_packages PKG...: installs those of PKG that are not installed yet,
+# as root or through sudo. Refreshes the package lists only when needed.
+ensure_packages() {
+    missing=""
+    for pkg in "$@"; do
+        if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then
+            missing="$missing $pkg"
+        fi
+    done
+    [ -z "$missing" ] && return 0
+
+    if [ "$(id -u)" -eq 0 ]; then
+        as_root=""
+    elif command -v sudo >/dev/null 2>&1; then
+        as_root="sudo"
+    else
+        echo "These packages are missing and neither root nor sudo is available:$missing" >&2
+        exit 1
+    fi
+    echo "Installing:$missing"
+    # shellcheck disable=SC2086
+    if ! $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing; then
+        $as_root apt-get update -q
+        $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing
+    fi
+}
+
+# qt_packages 5|6: the Debian packages that building against that Qt needs.
+qt_packages() {
+    case "$1" in
+        5) echo "qtbase5-dev" ;;
+        6) echo "qt6-base-dev qt6-base-dev-tools" ;;
+        *) echo "unknown Qt version '$1'" >&2; exit 2 ;;
+    esac
+}
+
+# build_project 5|6 [TARGET]: configures build/qt<N> and builds TARGET (all by default).
+build_project() {
+    qt="$1"
+    build="build/qt$qt"
+    cmake -S . -B "$build" -DQTLOG_QT_MAJOR="$qt" -DQTLOG_WERROR=ON \
+          -DCMAKE_BUILD_TYPE=RelWithDebInfo
+    if [ -n "${2:-}" ]; then
+        cmake --build "$build" --parallel "$(nproc)" --target "$2"
+    else
+        cmake --build "$build" --parallel "$(nproc)"
+    fi
+}
