@@ -45,7 +45,7 @@ void DPBuffer::outItems()
     QWriteLocker locker(&bufferLock);
     while (const QSharedPointer<LogRecord> record = takeFirstLogRecord()) {
         lines.append(QString::fromLocal8Bit(formatter().format(*record)));
-        while (rotateLineCount < lines.size())
+        while (rotateLineCount < lines.size() && !lines.isEmpty())
             lines.removeFirst();
     }
     Q_EMIT logContentChanged(lines);
