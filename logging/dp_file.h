@@ -18,8 +18,10 @@ namespace logging {
 // destination switches itself off until a refresh activates it again.
 //
 // A write error is reported and answered by reopening the file. A lasting
-// problem is reported once, not at every drain, until the file works again
-// or the settings are refreshed.
+// problem is reported once, not at every drain: the next report comes after
+// records have reached the file again, or after a refresh of the settings.
+// Each report is a record that causes a drain of its own, so reporting at
+// every drain would never end.
 class QTLOG_EXPORT DPFile : public DestPoint
 {
     Q_OBJECT
@@ -37,14 +39,14 @@ public:
     void setFilename(const QString &name);
 
 private:
-    // Reports problem unless it is the one reported last. Call with the file
-    // lock held for writing.
-    bool shouldReport(const QString &problem);
+    // True for the first problem since the file last worked or the settings
+    // were refreshed. Call with the file lock held for writing.
+    bool firstReport();
 
     QReadWriteLock fileLock;
     QString fileName;
     QFile *file;
-    QString reportedProblem;
+    bool problemReported;
 };
 
 } // namespace logging

@@ -21,6 +21,7 @@ const char s_noFileText[] = "no log-file open";
 DPFile::DPFile(QObject *parent)
     : DestPoint(parent)
     , file(nullptr)
+    , problemReported(false)
 {
 }
 
@@ -40,16 +41,16 @@ void DPFile::reloadConfig(Config &config)
     {
         // A refresh may report each problem once more.
         QWriteLocker locker(&fileLock);
-        reportedProblem.clear();
+        problemReported = false;
     }
     setFilename(name);
 }
 
-bool DPFile::shouldReport(const QString &problem)
+bool DPFile::firstReport()
 {
-    if (problem == reportedProblem)
+    if (problemReported)
         return false;
-    reportedProblem = problem;
+    problemReported = true;
     return true;
 }
 
@@ -103,7 +104,7 @@ void DPFile::outItems()
             problemText = file->errorString();
         }
         if (problem) {
-            report = shouldReport(problemText);
+            report = firstReport();
             name = fileName;
         }
     }
@@ -123,8 +124,10 @@ void DPFile::outItems()
         }
         return;
     }
+    bool wrote = false;
     while (const QSharedPointer<LogRecord> record = takeFirstLogRecord()) {
-        if (file->error() != QFile::NoError && shouldReport(file->errorString())) {
+        wrote = true;
+        if (file->error() != QFile::NoError && firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
                   detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
                 << file->errorString();
@@ -133,8 +136,9 @@ void DPFile::outItems()
         file->write("\n", 1);
     }
     file->flush();
-    if (file->error() == QFile::NoError)
-        reportedProblem.clear();
+    // Only records that reached the file show that it works again.
+    if (wrote && file->error() == QFile::NoError)
+        problemReported = false;
 }
 
 } // namespace logging
