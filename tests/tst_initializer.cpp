@@ -1,0 +1,251 @@
+#include "testsupport.h"
+
+#include <logging/config.h>
+#include <logging/dp_buffer.h>
+#include <logging/logging.h>
+
+#include "logging/internal/logging_p.h"
+
+#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
+#include <QtCore/QThread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace logging;
+
+namespace {
+
+// The buffer's lines: level|module|function|message.
+const char s_sinkSettings[] = "[gui_buffer]\nlevel = 5\nformat = #ln|#cm|#cu|#mf\n";
+
+class Flood : public QThread
+{
+public:
+    void run() override
+    {
+        const QByteArray text(200, 'x');
+        for (int i = 0; i < 300; ++i)
+            QTLOG_INFO("flood") << text.constData();
+    }
+};
+
+// Run as a child process: qFatal must reach the log file before the abort.
+int fatalChild(const QString &dir)
+{
+    QFile settings(dir + "/log.conf");
+    if (!settings.open(QIODevice::WriteOnly))
+        return 1;
+    settings.write("active = file\n[file]\nfilename = " + QFile::encodeName(dir) + "/fatal.log\n");
+    settings.close();
+    Initializer init(QStringList() << dir + "/");
+    qFatal("fatal message %d", 42);
+    return 0;
+}
+
+} // namespace
+
+class TestInitializer : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir dir;
+    QString stderrFile;
+    int savedStderr = -1;
+    DPBuffer *sink = nullptr;
+    Initializer *init = nullptr;
+
+    QString path(const char *name) const { return dir.path() + "/" + name; }
+
+    // Applies settings to every destination, the way a reload does.
+    void refreshWith(const QByteArray &settings)
+    {
+        writeFile(path("other.conf"), settings + s_sinkSettings);
+        Config(path("other.conf"), false).refresh();
+    }
+
+    // Lines holding fragment, from line `from` of the buffer on.
+    int count(const QString &fragment, int from = 0) const
+    {
+        int n = 0;
+        for (const QString &line : sink->getLines().mid(from))
+            n += line.contains(fragment) ? 1 : 0;
+        return n;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        // Keep what the library prints to standard error, to check it later.
+        stderrFile = path("stderr.txt");
+        fflush(stderr);
+        savedStderr = dup(2);
+        const int fd = open(QFile::encodeName(stderrFile).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        dup2(fd, 2);
+        ::close(fd);
+
+        QDir().mkpath(path("etc/app"));
+        writeFile(path("etc/app/log.conf"), "active = console file\n[file]\nfilename = "
+                  + QFile::encodeName(path("app.log")) + "\n" + s_sinkSettings);
+    }
+
+    void cleanupTestCase()
+    {
+        delete init;
+        delete sink;
+        fflush(stderr);
+        dup2(savedStderr, 2);
+    }
+
+    void settingsFileSearch_data()
+    {
+        QTest::addColumn<QStringList>("dirs");
+        QTest::addColumn<QString>("expected");
+        const QString d = dir.path();
+        QTest::newRow("second entry") << (QStringList() << "/nonexistent/" << d + "/etc/app/") << d + "/etc/app/log.conf";
+        QTest::newRow("no separator added") << (QStringList() << d + "/etc/app") << "log.conf";
+        QTest::newRow("none exists") << (QStringList() << "/nonexistent/") << "log.conf";
+        QTest::newRow("empty list") << QStringList() << "log.conf";
+    }
+
+    void settingsFileSearch()
+    {
+        QFETCH(QStringList, dirs);
+        QFETCH(QString, expected);
+        QCOMPARE(InitializerPrivate::findConfigFile(dirs), expected);
+    }
+
+    void startBanner()
+    {
+        sink = new DPBuffer;
+        sink->setRotateLineCount(100000);
+        init = new Initializer(QStringList() << "/nonexistent/" << dir.path() + "/etc/app/");
+        const QStringList lines = sink->getLines();
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines.first().startsWith("3|logging|logging::InitializerPrivate::InitializerPrivate(const QStringList&)"
+                                          "|===== Start application ==== \""), qPrintable(lines.first()));
+        QVERIFY(readFile(path("app.log")).contains("] ===== Start application ==== \""));
+    }
+
+    void messagesBecomeRecords_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("qWarning") << 0 << "2|qt||disk full";
+        QTest::newRow("qDebug stream") << 1 << "4|qt||x";
+        QTest::newRow("qCritical") << 2 << "0|qt||bad";
+        QTest::newRow("message type 7") << 3 << "4|qt||odd";
+        QTest::newRow("toLog") << 4 << "3|media.audio|g()|up";
+    }
+
+    void messagesBecomeRecords()
+    {
+        QFETCH(int, kind);
+        QFETCH(QString, line);
+        switch (kind) {
+        case 0: qWarning("disk full"); break;
+        case 1: qDebug() << "x"; break;
+        case 2: qCritical("bad"); break;
+        case 3: InitializerPrivate::messageFinished(QtMsgType(7), "odd"); break;
+        default: toLog(Info, "media", "f.cpp", 7, "g()", "audio") << "up"; break;
+        }
+        QCOMPARE(sink->getLines().last(), line);
+    }
+
+    void openFailureDuringRefresh()
+    {
+        // Reported under the registry's write lock: must arrive after it, once.
+        refreshWith("active = console file\n[file]\nfilename = /nonexistent/dir/x.log\n");
+        QCOMPARE(count("3|logging.file|void logging::DPFile::setFilename(const QString&)|"
+                       "Error open log-file: \"/nonexistent/dir/x.log\" reason: \""), 1);
+        QTLOG_INFO("after") << "open failure";
+        QCOMPARE(count("|after|"), 1);
+    }
+
+    void emptyFileNameReportedOnce()
+    {
+        refreshWith("active = console file\n[file]\nfilename =\n");
+        for (int i = 0; i < 3; ++i)
+            QTLOG_INFO("app") << "record" << i;
+        QCOMPARE(count("3|logging.file|virtual void logging::DPFile::outItems()|\"no log-file open\""), 1);
+        QCOMPARE(count("|app|"), 3);
+    }
+
+    void fullDiskReportedOnce()
+    {
+        const int from = sink->getLines().size();
+        refreshWith("active = console file\n[file]\nfilename = /dev/full\n");
+        // Queued from another thread, drained at once: the write fails in the
+        // middle of the drain, with the file lock held.
+        Flood flood;
+        flood.start();
+        flood.wait();
+        QCoreApplication::processEvents();
+        for (int i = 0; i < 3; ++i)
+            QTLOG_INFO("app") << "more" << i;
+        QCOMPARE(count("|flood|"), 300);
+        // One report, whichever text Qt gives the write error.
+        QCOMPARE(count("3|logging.file|virtual void logging::DPFile::outItems()|", from), 1);
+    }
+
+    void nothingRawOnStandardError()
+    {
+        // Reports made inside the handler were delivered as records, not
+        // printed by Qt as raw encoded text.
+        fflush(stderr);
+        const QByteArray printed = readFile(stderrFile);
+        QVERIFY(printed.contains("] ===== Start application ===="));
+        QVERIFY2(!printed.contains("DStLg"), printed.constData());
+    }
+
+    void shutdownAndSecondInitializer()
+    {
+        refreshWith("active = console file\n[file]\nfilename = " + QFile::encodeName(path("app.log")) + "\n");
+        delete init;
+        init = nullptr;
+        QCOMPARE(sink->getLines().last(), QString("3|logging|logging::Initializer::~Initializer()|==== log stoped ===="));
+        QVERIFY(readFile(path("app.log")).endsWith("] ==== log stoped ====\n"));
+
+        // Still handled, written nowhere.
+        const int before = sink->getLines().size();
+        qWarning("after shutdown");
+        QTLOG_INFO("late") << "dropped";
+        QCOMPARE(sink->getLines().size(), before);
+
+        // A second start-up: silent, with its reports (a bad line, a file
+        // that cannot be opened) delivered once the refresh is done.
+        delete sink;
+        sink = new DPBuffer;
+        writeFile(path("log.conf"), QByteArray("active = console file\nbad line\n[file]\nfilename = /nonexistent/y.log\n")
+                  + s_sinkSettings);
+        init = new Initializer(QStringList() << dir.path() + "/");
+        QCOMPARE(count("Start application"), 0);
+        QCOMPARE(count("4|logging.conf|logging::Config::Settings::Settings(const QString&)|Error in line: 2"), 1);
+        QCOMPARE(count("|logging.file|void logging::DPFile::setFilename(const QString&)|Error open log-file: \"/nonexistent/y.log\""), 1);
+    }
+
+    void fatalReachesTheFile()
+    {
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QTLOG_FATAL_CHILD", dir.path());
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(), QStringList());
+        QVERIFY(child.waitForFinished(20000));
+        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
+        QVERIFY2(readFile(path("fatal.log")).endsWith(" c [qt] fatal message 42\n"), readFile(path("fatal.log")).constData());
+    }
+};
+
+int main(int argc, char **argv)
+{
+    const QString fatalDir = QString::fromLocal8Bit(qgetenv("QTLOG_FATAL_CHILD"));
+    if (!fatalDir.isEmpty())
+        return fatalChild(fatalDir);
+    QCoreApplication app(argc, argv);
+    TestInitializer test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_initializer.moc"

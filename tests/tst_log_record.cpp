@@ -1,0 +1,126 @@
+#include "testsupport.h"
+
+#include <logging/log_record.h>
+
+using logging::LogRecord;
+
+class TestLogRecord : public QObject
+{
+    Q_OBJECT
+
+private:
+    static QByteArray encode(int level, const QByteArray &module, const QByteArray &file,
+                             const QByteArray &message, const QByteArray &function = "f()")
+    {
+        const LogRecord r(logging::Level(level), QDateTime::fromMSecsSinceEpoch(1700000000123),
+                          QString::fromUtf8(module), QByteArray(), function, file, 42);
+        return r.sourcePositionToByteArray() + ' ' + message;
+    }
+
+private Q_SLOTS:
+    void defaultRecord()
+    {
+        const QDateTime before = QDateTime::currentDateTime();
+        const LogRecord r;
+        QCOMPARE(int(r.level), 4);
+        QCOMPARE(r.line, 0);
+        QVERIFY(r.module.isEmpty() && r.message.isEmpty() && r.function.isEmpty() && r.file.isEmpty());
+        QVERIFY(before.msecsTo(r.dateTime) >= 0 && before.msecsTo(r.dateTime) < 1000);
+    }
+
+    void workedExample()
+    {
+        const LogRecord r(logging::Warning, QDateTime::fromMSecsSinceEpoch(1700000000123),
+                          QString::fromLatin1("media.audio"), QByteArray(),
+                          "void Foo::bar()", "src/foo.cpp", 42);
+        const QByteArray header = r.sourcePositionToByteArray();
+        QCOMPARE(header, QByteArray("DStLgMgoxNzAwMDAwMDAwMTIzCm1lZGlhLmF1ZGlvCnZvaWQgRm9vOjpiYXIoKQpzcmMvZm9vLmNwcAo0Mg==!"));
+
+        const QSharedPointer<LogRecord> d = LogRecord::fromByteArray(header + " connection lost ");
+        QVERIFY(d);
+        QCOMPARE(int(d->level), 2);
+        QCOMPARE(d->dateTime.toMSecsSinceEpoch(), Q_INT64_C(1700000000123));
+        QCOMPARE(d->module, QString::fromLatin1("media.audio"));
+        QCOMPARE(d->function, QByteArray("void Foo::bar()"));
+        QCOMPARE(d->file, QByteArray("src/foo.cpp"));
+        QCOMPARE(d->line, 42);
+        QCOMPARE(d->message, QByteArray("connection lost "));
+    }
+
+    void decode_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("valid");
+        QTest::addColumn<int>("level");
+        QTest::addColumn<QByteArray>("message");
+
+        QTest::newRow("marker and terminator only") << QByteArray("DStLg!") << false << 0 << QByteArray();
+        QTest::newRow("no terminator") << QByteArray("DStLgMgo=") << false << 0 << QByteArray();
+        QTest::newRow("short marker") << QByteArray("DStL") << false << 0 << QByteArray();
+        QTest::newRow("empty") << QByteArray() << false << 0 << QByteArray();
+        QTest::newRow("five fields") << "DStLg" + QByteArray("1\n2\n3\n4\n5").toBase64() + "! x"
+                                     << false << 0 << QByteArray();
+        QTest::newRow("newline in file: seven fields") << encode(3, "m", "a\nb", "x") << false << 0 << QByteArray();
+        QTest::newRow("plain text with marker") << QByteArray("DStLg hello! world") << false << 0 << QByteArray();
+        QTest::newRow("level not a number") << "DStLg" + QByteArray("abc\n1\nm\nf\nfile\n1").toBase64() + "! x"
+                                            << true << 0 << QByteArray("x");
+        QTest::newRow("level 7 carried") << encode(7, "m", "f.cpp", "x") << true << 7 << QByteArray("x");
+        QTest::newRow("negative level carried") << encode(-3, "m", "f.cpp", "x") << true << -3 << QByteArray("x");
+        QTest::newRow("nothing after terminator") << encode(1, "m", "f.cpp", "").left(encode(1, "m", "f.cpp", "").size() - 1)
+                                                  << true << 1 << QByteArray();
+        QTest::newRow("separator only") << encode(1, "m", "f.cpp", "") << true << 1 << QByteArray();
+        QTest::newRow("message with newlines") << encode(4, "m", "f.cpp", "a\nb ") << true << 4 << QByteArray("a\nb ");
+    }
+
+    void decode()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(bool, valid);
+        const QSharedPointer<LogRecord> r = LogRecord::fromByteArray(text);
+        QCOMPARE(!r.isNull(), valid);
+        if (!r)
+            return;
+        QFETCH(int, level);
+        QFETCH(QByteArray, message);
+        QCOMPARE(int(r->level), level);
+        QCOMPARE(r->message, message);
+    }
+
+    void lenientFieldsAndModules()
+    {
+        QSharedPointer<LogRecord> r = LogRecord::fromByteArray(
+            "DStLg" + QByteArray("2\nsoon\n\nf\nfile\nforty").toBase64() + "! x");
+        QVERIFY(r);
+        QCOMPARE(r->dateTime.toMSecsSinceEpoch(), Q_INT64_C(0));
+        QCOMPARE(r->line, 0);
+        QVERIFY(r->module.isEmpty() && !r->module.isNull());
+
+        // UTF-8 module, cut at a zero byte.
+        r = LogRecord::fromByteArray("DStLg" + QByteArray("2\n1\nm\xc3\xbc\0tail\nf\nfile\n1", 23).toBase64() + "! x");
+        QVERIFY(r);
+        QCOMPARE(r->module, QString::fromUtf8("m\xc3\xbc"));
+    }
+
+    void escaping_data()
+    {
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<QByteArray>("escaped");
+        QTest::addColumn<QByteArray>("roundTrip");
+        QTest::newRow("newline and backslash") << QByteArray("a\n\\") << QByteArray("a\\n\\\\") << QByteArray("a\n\\");
+        QTest::newRow("plain") << QByteArray("abc") << QByteArray("abc") << QByteArray("abc");
+        // "\n" is resolved before "\\": a backslash followed by n does not survive.
+        QTest::newRow("backslash n") << QByteArray("\\n") << QByteArray("\\\\n") << QByteArray("\\\n");
+    }
+
+    void escaping()
+    {
+        QFETCH(QByteArray, input);
+        QFETCH(QByteArray, escaped);
+        QFETCH(QByteArray, roundTrip);
+        QCOMPARE(LogRecord::escape(input), escaped);
+        QCOMPARE(LogRecord::unescape(escaped), roundTrip);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestLogRecord)
+#include "tst_log_record.moc"

@@ -1,0 +1,118 @@
+#include "testsupport.h"
+
+#include <logging/config.h>
+#include <logging/dp_buffer.h>
+#include <logging/logging.h>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTemporaryDir>
+
+#include <sys/time.h>
+
+using namespace logging;
+
+namespace {
+
+const char s_modified[] = "3|logging.conf.reloader|virtual void logging::Config::ReloadThread::run()|Config file has modify:";
+
+// Sets the file's modification time to base + seconds.
+void setModified(const QString &name, const QDateTime &base, int seconds)
+{
+    const qint64 ms = base.toMSecsSinceEpoch() + qint64(seconds) * 1000;
+    const timeval times[2] = { { time_t(ms / 1000), 0 }, { time_t(ms / 1000), 0 } };
+    QCOMPARE(utimes(QFile::encodeName(name).constData(), times), 0);
+}
+
+} // namespace
+
+// Each step waits for the 5-second poll of the reload thread.
+class TestReload : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir dir;
+    QString settings;
+    QDateTime base;
+    DPBuffer *sink = nullptr;
+    Initializer *init = nullptr;
+
+    int count(const QString &fragment) const
+    {
+        int n = 0;
+        for (const QString &line : sink->getLines())
+            n += line.contains(fragment) ? 1 : 0;
+        return n;
+    }
+
+    void write(const QByteArray &content, int seconds)
+    {
+        writeFile(settings, content + "[gui_buffer]\nformat = #ln|#cm|#cu|#mf\n");
+        setModified(settings, base, seconds);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        settings = dir.path() + "/log.conf";
+        base = QDateTime::currentDateTime().addSecs(-100);
+        write("level = 2\n", 0);
+        sink = new DPBuffer;
+        init = new Initializer(QStringList() << dir.path() + "/");
+    }
+
+    void cleanupTestCase()
+    {
+        delete init;
+        delete sink;
+    }
+
+    void changeIsAppliedOnce()
+    {
+        QTLOG_INFO("app") << "before";
+        QCOMPARE(count("|app|"), 0);
+
+        // Three writes within one period, the last with a bad line and a log
+        // file that cannot be opened: one reload, its reports, then the notice.
+        write("level = 2\n", 1);
+        write("level = 3\n", 2);
+        write("level = 5\nactive = console file\nbad line\n[file]\nfilename = /nonexistent/z.log\n", 3);
+        QTRY_VERIFY_WITH_TIMEOUT(count(s_modified) == 1, 12000);
+        QTest::qWait(500);
+        const QStringList lines = sink->getLines();
+        QCOMPARE(count(s_modified), 1);
+        QVERIFY(lines.last().endsWith("Config file has modify: \"" + settings + "\""));
+        QCOMPARE(count("|logging.conf|logging::Config::Settings::Settings(const QString&)|Error in line: 3"), 1);
+        QCOMPARE(count("|logging.file|void logging::DPFile::setFilename(const QString&)|Error open log-file: \"/nonexistent/z.log\""), 1);
+
+        QTLOG_INFO("app") << "after";
+        QCOMPARE(count("|app|"), 1);
+    }
+
+    void deletedOrOlderFileIsNotReloaded()
+    {
+        QFile::remove(settings);
+        QTest::qWait(6000);
+        QCOMPARE(count(s_modified), 1);
+
+        write("level = 5\n", 10);
+        QTRY_VERIFY_WITH_TIMEOUT(count(s_modified) == 2, 12000);
+
+        setModified(settings, base, 5);
+        QTest::qWait(6000);
+        QCOMPARE(count(s_modified), 2);
+    }
+
+    void destructionIsBounded()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        {
+            Config config(settings, true);
+            QTest::qWait(100);      // the thread is asleep now
+        }
+        QVERIFY2(timer.elapsed() < 700, qPrintable(QString::number(timer.elapsed())));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestReload)
+#include "tst_reload.moc"

@@ -1,0 +1,105 @@
+#include "testsupport.h"
+
+#include <logging/logging.h>
+#include <logging/version_info.h>
+
+#include "logging/internal/logging_p.h"
+
+using logging::InitializerPrivate;
+using logging::LogRecord;
+
+// The process-wide initialised flag can only be set once: the slots run in
+// order, the plain path first.
+class TestToLog : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { MessageCapture::install(); }
+
+    void plainBeforeInitialisation_data()
+    {
+        QTest::addColumn<int>("level");
+        QTest::addColumn<QByteArray>("expected");
+        // Qt 5/6 drop the stream's trailing space when they emit it.
+        QTest::newRow("debug") << int(logging::Debug) << QByteArray("x");
+        QTest::newRow("critical") << int(logging::Critical) << QByteArray("x");
+        QTest::newRow("trace") << int(logging::Trace) << QByteArray("*** 12 : \"a.cpp\" \"void f()\" x");
+        QTest::newRow("above trace") << 9 << QByteArray("*** 12 : \"a.cpp\" \"void f()\" x");
+    }
+
+    void plainBeforeInitialisation()
+    {
+        QFETCH(int, level);
+        QFETCH(QByteArray, expected);
+        logging::toLog(logging::Level(level), "media", "a.cpp", 12, "void f()", "audio") << "x";
+        QCOMPARE(MessageCapture::take(), QList<QByteArray>() << expected);
+    }
+
+    void initialisedFlag()
+    {
+        QVERIFY(!InitializerPrivate::checkAndSetInitialized(false));
+        QVERIFY(!InitializerPrivate::checkAndSetInitialized(false));
+        QVERIFY(InitializerPrivate::checkAndSetInitialized(true));
+        QVERIFY(InitializerPrivate::checkAndSetInitialized(false));
+    }
+
+    void encoded_data()
+    {
+        QTest::addColumn<QByteArray>("module");
+        QTest::addColumn<QByteArray>("subModule");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("module and sub-module") << QByteArray("media") << QByteArray("audio") << QString::fromLatin1("media.audio");
+        QTest::newRow("sub-module alone is dropped") << QByteArray() << QByteArray("audio") << QString();
+        QTest::newRow("module alone") << QByteArray("media") << QByteArray() << QString::fromLatin1("media");
+        QTest::newRow("cut at zero byte") << QByteArray("me\0dia", 6) << QByteArray() << QString::fromLatin1("me");
+        QTest::newRow("latin-1 bytes") << QByteArray("m\xe9") << QByteArray() << QString::fromUtf8("m\xc3\xa9");
+    }
+
+    void encoded()
+    {
+        QFETCH(QByteArray, module);
+        QFETCH(QByteArray, subModule);
+        QFETCH(QString, expected);
+        const QDateTime before = QDateTime::currentDateTime();
+        logging::toLog(logging::Info, module, "f.cpp", 7, "g()", subModule) << "up";
+        const QList<QByteArray> texts = MessageCapture::take();
+        QCOMPARE(texts.size(), 1);
+        const QSharedPointer<LogRecord> r = LogRecord::fromByteArray(texts.first());
+        QVERIFY2(r, texts.first().constData());
+        QCOMPARE(int(r->level), 3);
+        QCOMPARE(r->module, expected);
+        QCOMPARE(r->function, QByteArray("g()"));
+        QCOMPARE(r->file, QByteArray("f.cpp"));
+        QCOMPARE(r->line, 7);
+        QCOMPARE(r->message, QByteArray("up"));
+        QVERIFY(before.msecsTo(r->dateTime) >= 0 && before.msecsTo(r->dateTime) < 1000);
+    }
+
+    void macrosAndSpacing()
+    {
+        const int line = __LINE__ + 1;
+        QTLOG_WARNING("net", "dns") << "a" << 5;
+        const QSharedPointer<LogRecord> r = LogRecord::fromByteArray(MessageCapture::take().value(0));
+        QVERIFY(r);
+        QCOMPARE(int(r->level), 2);
+        QCOMPARE(r->module, QString::fromLatin1("net.dns"));
+        QCOMPARE(r->file, QByteArray(__FILE__));
+        QCOMPARE(r->line, line);
+        QCOMPARE(r->function, QByteArray(Q_FUNC_INFO));
+        QCOMPARE(r->message, QByteArray("a 5"));
+    }
+
+    void buildIdentification()
+    {
+        for (const char *text : { zelvath::GitHash(), zelvath::GitBranch(), zelvath::GitTag() }) {
+            QVERIFY(text);
+            for (const char *c = text; *c; ++c)
+                QVERIFY2(*c > ' ' && *c < 127, text);
+        }
+        QVERIFY(qstrlen(zelvath::GitHash()) > 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestToLog)
+#include "tst_to_log.moc"
