@@ -69,7 +69,7 @@ Config::Settings::Settings(const QString &fileName)
         const QByteArray raw = file.readLine();
         if (raw.isEmpty())
             break;  // a read error, or not a regular file: never loop on it
-        const QString line = QString::fromUtf8(raw).trimmed();
+        const QString line = QString::fromUtf8(raw.constData(), raw.size()).trimmed();
         ++lineNumber;
 
         if (line.isEmpty() || comment.matches(line))

@@ -44,7 +44,8 @@ void DPBuffer::outItems()
     ReportDeferral deferral;
     QWriteLocker locker(&bufferLock);
     while (const QSharedPointer<LogRecord> record = takeFirstLogRecord()) {
-        lines.append(QString::fromLocal8Bit(formatter().format(*record)));
+        const QByteArray text = formatter().format(*record);
+        lines.append(QString::fromLocal8Bit(text.constData(), text.size()));
         while (rotateLineCount < lines.size() && !lines.isEmpty())
             lines.removeFirst();
     }

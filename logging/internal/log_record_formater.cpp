@@ -114,7 +114,8 @@ void FItemTime::read(ByteArray2CharStream &in)
         return;
     }
     in.next();
-    format = QString::fromUtf8(in.before('\''));
+    const QByteArray pattern = in.before('\'');
+    format = QString::fromUtf8(pattern.constData(), pattern.size());
     if (!in.atEnd())
         in.next();          // the closing quote
 }
