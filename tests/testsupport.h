@@ -3,6 +3,7 @@
 
 // Helpers shared by the tests.
 
+#include <logging/dp_buffer.h>
 #include <logging/log_record.h>
 
 #include <QtTest/QtTest>
@@ -62,6 +63,15 @@ inline logging::LogRecord record(logging::Level level, const QDateTime &time,
                                  const QByteArray &file = QByteArray(), int line = 0)
 {
     return logging::LogRecord(level, time, module, message, "void f()", file, line);
+}
+
+// How many of buffer's lines, from line `from` on, contain fragment.
+inline int count(const logging::DPBuffer *buffer, const QString &fragment, int from = 0)
+{
+    int n = 0;
+    for (const QString &line : buffer->getLines().mid(from))
+        n += line.contains(fragment) ? 1 : 0;
+    return n;
 }
 
 #endif // QTLOG_TESTSUPPORT_H

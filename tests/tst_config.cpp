@@ -76,43 +76,31 @@ private Q_SLOTS:
         }
     }
 
-    void parse_data()
+    void edgeCases()
     {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QString>("section");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<int>("errorLine");     // 0: no report
+        Config::Settings s(file("x=1\n"                       // 1: the name loses its last letter
+                                "format = a=b ; c\n"          // 2: no inline comments
+                                "deny =\n"                    // 3: present, empty
+                                "[ k\xc3\xbc_ch ]\r\n"         // 4: letters beyond ASCII
+                                "e\xcc\x81x = 1\r\n"           // 5: a combining mark
+                                "[gui buffer]\n"              // 6: not a header
+                                "[a]\nk = 1\n[b]\n[a]\nk = 2\n" // 7-11: merged, last wins
+                                "; c\n\n= 1\n"                // 12-14: physical line numbers
+                                "[empty]\n[a]\n"              // 15-16: no key follows
+                                "z = last"));                 // 17: no final newline
+        const QString none = QLatin1String("<none>");
+        QCOMPARE(s.value(QString(), "", none), QString("1"));
+        QCOMPARE(s.value(QString(), "format", none), QString("a=b ; c"));
+        QCOMPARE(s.value(QString(), "deny", none), QString(""));
+        QCOMPARE(s.value(QString::fromUtf8("k\xc3\xbc_ch"), QString::fromUtf8("e\xcc\x81x"), none), QString("1"));
+        QCOMPARE(s.value("a", "k", none), QString("2"));
+        QCOMPARE(s.value("a", "z", none), QString("last"));
+        QVERIFY(s.keys("empty").isEmpty() && s.keys("b").isEmpty());
 
-        QTest::newRow("only comments and headers") << QByteArray("# c\n;d\n[console]\n") << "console" << "level" << "<none>" << 0;
-        QTest::newRow("global keys") << QByteArray("level = 2\n[console]\n") << QString() << "level" << "2" << 0;
-        QTest::newRow("no blank before =") << QByteArray("x=1\n") << QString() << "" << "1" << 0;
-        QTest::newRow("blank before =") << QByteArray("x = 1\n") << QString() << "x" << "1" << 0;
-        QTest::newRow("value with =") << QByteArray("format = a=b\n") << QString() << "format" << "a=b" << 0;
-        QTest::newRow("no inline comment") << QByteArray("level = 3 ; old\n") << QString() << "level" << "3 ; old" << 0;
-        QTest::newRow("empty value") << QByteArray("deny =\n") << QString() << "deny" << "" << 0;
-        QTest::newRow("CRLF, no final newline") << QByteArray("[file]\r\nlevel = 1\r\nx = 2") << "file" << "x" << "2" << 0;
-        QTest::newRow("sections merge, last wins") << QByteArray("[a]\nk = 1\n[b]\n[a]\nk = 2\n") << "a" << "k" << "2" << 0;
-        QTest::newRow("blanks in brackets") << QByteArray("[ console ]\nk = 1\n") << "console" << "k" << "1" << 0;
-        QTest::newRow("name with blank is an error") << QByteArray("[a]\n[gui buffer]\nk = 1\n") << "a" << "k" << "1" << 2;
-        QTest::newRow("physical line numbers") << QByteArray(";\n\n= 1\n") << QString() << "" << "<none>" << 3;
-        QTest::newRow("non-ASCII letters") << QByteArray("[ k\xc3\xbc_ch ]\nk = 1\n") << QString::fromUtf8("k\xc3\xbc_ch") << "k" << "1" << 0;
-        QTest::newRow("combining mark in key") << QByteArray("e\xcc\x81x = 1\n") << QString() << QString::fromUtf8("e\xcc\x81x") << "1" << 0;
-    }
-
-    void parse()
-    {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, section);
-        QFETCH(QString, key);
-        QFETCH(QString, value);
-        QFETCH(int, errorLine);
-        Config::Settings s(file(content));
-        QCOMPARE(s.value(section, key, "<none>"), value);
         const QList<QSharedPointer<LogRecord> > errors = reports();
-        QCOMPARE(errors.size(), errorLine ? 1 : 0);
-        if (errorLine)
-            QCOMPARE(errors.first()->message, "Error in line: " + QByteArray::number(errorLine));
+        QCOMPARE(errors.size(), 2);
+        QCOMPARE(errors.at(0)->message, QByteArray("Error in line: 6"));
+        QCOMPARE(errors.at(1)->message, QByteArray("Error in line: 14"));
     }
 
     void missingOrUnreadableFiles()
@@ -124,55 +112,31 @@ private Q_SLOTS:
         QVERIFY(reports().isEmpty());
     }
 
-    void accessors_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QString>("accessor");
-        QTest::addColumn<QString>("dest");
-        QTest::addColumn<QString>("expected");   // lists joined with '|'
-
-        QTest::newRow("active default") << QByteArray() << "active" << "" << "console";
-        QTest::newRow("active two blanks") << QByteArray("active = console  file\n") << "active" << "" << "console|file";
-        QTest::newRow("active tab is no separator") << QByteArray("active = console\tfile\n") << "active" << "" << "console\tfile";
-        QTest::newRow("active only global") << QByteArray("[console]\nactive = file\n") << "active" << "console" << "console";
-        QTest::newRow("level default") << QByteArray() << "level" << "file" << "4";
-        QTest::newRow("level 0") << QByteArray("level = 0\n") << "level" << "file" << "0";
-        QTest::newRow("level 9") << QByteArray("level = 9\n") << "level" << "file" << "4";
-        QTest::newRow("level -1") << QByteArray("level = -1\n") << "level" << "file" << "4";
-        QTest::newRow("level name") << QByteArray("level = Debug\n") << "level" << "file" << "4";
-        QTest::newRow("level empty") << QByteArray("level =\n") << "level" << "file" << "4";
-        QTest::newRow("own section wins") << QByteArray("level = 2\n[syslog]\nlevel = 5\n") << "level" << "syslog" << "5";
-        QTest::newRow("global for others") << QByteArray("level = 2\n[syslog]\nlevel = 5\n") << "level" << "console" << "2";
-        QTest::newRow("empty value overrides") << QByteArray("deny = net\n[file]\ndeny =\n") << "deny" << "file" << "";
-        QTest::newRow("global deny") << QByteArray("deny = net  sound\n[file]\ndeny =\n") << "deny" << "console" << "net|sound";
-        QTest::newRow("allow") << QByteArray("[file]\nallow = a b\n") << "allow" << "file" << "a|b";
-        QTest::newRow("format missing is null") << QByteArray() << "format" << "file" << "<null>";
-        QTest::newRow("trace format") << QByteArray("trace_format = #m\n") << "trace_format" << "file" << "#m";
-    }
-
     void accessors()
     {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, accessor);
-        QFETCH(QString, dest);
-        QFETCH(QString, expected);
-        const Config config(file(content), false);
-        const QByteArray d = dest.toLatin1();
-        const char *name = dest.isEmpty() ? nullptr : d.constData();
-        QString actual;
-        if (accessor == "active")
-            actual = config.active().join("|");
-        else if (accessor == "level")
-            actual = QString::number(config.maxLevel(name));
-        else if (accessor == "deny")
-            actual = config.denyMod(name).join("|");
-        else if (accessor == "allow")
-            actual = config.allowMod(name).join("|");
-        else if (accessor == "format")
-            actual = config.outFormat(name).isNull() ? "<null>" : config.outFormat(name);
-        else
-            actual = config.outTraceFormat(name);
-        QCOMPARE(actual, expected);
+        const Config config(file("level = 2\n"
+                                 "deny = net  sound\n"
+                                 "active = console  file\n"
+                                 "[syslog]\nlevel = 5\nactive = syslog\n"
+                                 "[file]\ndeny =\nallow = a b\nlevel = 0\ntrace_format = #m\n"
+                                 "[a]\nlevel = 9\n[b]\nlevel = -1\n[c]\nlevel = Debug\n[d]\nlevel =\n"
+                                 "[tab]\ndeny = console\tfile\n"), false);
+        QCOMPARE(config.active(), QStringList() << "console" << "file");
+        QCOMPARE(config.maxLevel("syslog"), 5);
+        QCOMPARE(config.maxLevel("console"), 2);
+        QCOMPARE(config.maxLevel("file"), 0);
+        for (const char *bad : { "a", "b", "c", "d" })
+            QCOMPARE(config.maxLevel(bad), 4);
+        QCOMPARE(config.denyMod("console"), QStringList() << "net" << "sound");
+        QVERIFY(config.denyMod("file").isEmpty());
+        QCOMPARE(config.allowMod("file"), QStringList() << "a" << "b");
+        QVERIFY(config.outFormat("file").isNull());
+        QCOMPARE(config.outTraceFormat("file"), QString("#m"));
+        QCOMPARE(config.denyMod("tab"), QStringList() << "console\tfile");   // a tab does not split
+
+        const Config empty(QString(), true);
+        QCOMPARE(empty.active(), QStringList() << "console");
+        QCOMPARE(empty.maxLevel("file"), 4);
     }
 };
 

@@ -3,12 +3,10 @@
 #include <logging/config.h>
 #include <logging/destpoint.h>
 #include <logging/dp_buffer.h>
-#include <logging/dp_console.h>
 #include <logging/dp_syslog.h>
 
 #include <QtCore/QTemporaryDir>
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -136,25 +134,6 @@ private Q_SLOTS:
         buffer.setRotateLineCount(-1);
         registry()->sendLogRecord(shared(Info, at(10, 0, 2, 0)));
         QVERIFY(buffer.getLines().isEmpty());
-    }
-
-    void console()
-    {
-        DPConsole console;
-        QTemporaryDir dir;
-        const QString name = dir.path() + "/stderr";
-        fflush(stderr);
-        const int saved = dup(2);
-        const int fd = open(QFile::encodeName(name).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        dup2(fd, 2);
-        console.insertLogRecord(shared(Warning, at(10, 0, 0, 0), "100% %s done"));
-        console.insertLogRecord(shared(Debug, at(10, 0, 0, 1), "second"));
-        console.outItems();
-        fflush(stderr);
-        dup2(saved, 2);
-        ::close(fd);
-        ::close(saved);
-        QCOMPARE(readFile(name), QByteArray("10:00:00.000 w [mod] 100% %s done\n10:00:00.001 d [mod] second\n"));
     }
 
     void syslog()

@@ -109,7 +109,6 @@ private Q_SLOTS:
         QTest::newRow("indent 2") << QByteArray("#m2") << 4 << QByteArray("a\nb") << QByteArray() << 0 << QByteArray("a\n  b");
         QTest::newRow("empty message") << QByteArray("#m#md#mf") << 4 << QByteArray() << QByteArray() << 0 << QByteArray();
         QTest::newRow("line 0") << QByteArray("#clp:") << 4 << QByteArray() << QByteArray() << 0 << QByteArray();
-        QTest::newRow("negative line") << QByteArray("#clp:") << 4 << QByteArray() << QByteArray() << -1 << QByteArray();
         QTest::newRow("line with prefix") << QByteArray("#clp:") << 4 << QByteArray() << QByteArray() << 5 << QByteArray(":5");
         QTest::newRow("file name without dir") << QByteArray("#cF") << 4 << QByteArray() << QByteArray("name.cpp") << 0 << QByteArray("name.cpp");
         QTest::newRow("file name of dir") << QByteArray("#cF") << 4 << QByteArray() << QByteArray("dir/") << 0 << QByteArray();

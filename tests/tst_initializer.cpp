@@ -65,14 +65,7 @@ class TestInitializer : public QObject
         Config(path("other.conf"), false).refresh();
     }
 
-    // Lines holding fragment, from line `from` of the buffer on.
-    int count(const QString &fragment, int from = 0) const
-    {
-        int n = 0;
-        for (const QString &line : sink->getLines().mid(from))
-            n += line.contains(fragment) ? 1 : 0;
-        return n;
-    }
+    int count(const QString &fragment, int from = 0) const { return ::count(sink, fragment, from); }
 
 private Q_SLOTS:
     void initTestCase()
@@ -193,9 +186,11 @@ private Q_SLOTS:
     {
         // Reports made inside the handler were delivered as records, not
         // printed by Qt as raw encoded text.
+        QTLOG_WARNING("console") << "100% %s done";
         fflush(stderr);
         const QByteArray printed = readFile(stderrFile);
         QVERIFY(printed.contains("] ===== Start application ===="));
+        QVERIFY(printed.contains(" w [console] 100% %s done\n"));
         QVERIFY2(!printed.contains("DStLg"), printed.constData());
     }
 

@@ -18,16 +18,6 @@ private:
     }
 
 private Q_SLOTS:
-    void defaultRecord()
-    {
-        const QDateTime before = QDateTime::currentDateTime();
-        const LogRecord r;
-        QCOMPARE(int(r.level), 4);
-        QCOMPARE(r.line, 0);
-        QVERIFY(r.module.isEmpty() && r.message.isEmpty() && r.function.isEmpty() && r.file.isEmpty());
-        QVERIFY(before.msecsTo(r.dateTime) >= 0 && before.msecsTo(r.dateTime) < 1000);
-    }
-
     void workedExample()
     {
         const LogRecord r(logging::Warning, QDateTime::fromMSecsSinceEpoch(1700000000123),
@@ -101,24 +91,13 @@ private Q_SLOTS:
         QCOMPARE(r->module, QString::fromUtf8("m\xc3\xbc"));
     }
 
-    void escaping_data()
-    {
-        QTest::addColumn<QByteArray>("input");
-        QTest::addColumn<QByteArray>("escaped");
-        QTest::addColumn<QByteArray>("roundTrip");
-        QTest::newRow("newline and backslash") << QByteArray("a\n\\") << QByteArray("a\\n\\\\") << QByteArray("a\n\\");
-        QTest::newRow("plain") << QByteArray("abc") << QByteArray("abc") << QByteArray("abc");
-        // "\n" is resolved before "\\": a backslash followed by n does not survive.
-        QTest::newRow("backslash n") << QByteArray("\\n") << QByteArray("\\\\n") << QByteArray("\\\n");
-    }
-
     void escaping()
     {
-        QFETCH(QByteArray, input);
-        QFETCH(QByteArray, escaped);
-        QFETCH(QByteArray, roundTrip);
-        QCOMPARE(LogRecord::escape(input), escaped);
-        QCOMPARE(LogRecord::unescape(escaped), roundTrip);
+        QCOMPARE(LogRecord::escape("a\n\\"), QByteArray("a\\n\\\\"));
+        QCOMPARE(LogRecord::unescape("a\\n\\\\"), QByteArray("a\n\\"));
+        // "\n" is resolved before "\\": a backslash followed by n does not survive.
+        QCOMPARE(LogRecord::escape("\\n"), QByteArray("\\\\n"));
+        QCOMPARE(LogRecord::unescape("\\\\n"), QByteArray("\\\n"));
     }
 };
 

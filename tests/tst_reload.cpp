@@ -36,13 +36,7 @@ class TestReload : public QObject
     DPBuffer *sink = nullptr;
     Initializer *init = nullptr;
 
-    int count(const QString &fragment) const
-    {
-        int n = 0;
-        for (const QString &line : sink->getLines())
-            n += line.contains(fragment) ? 1 : 0;
-        return n;
-    }
+    int count(const QString &fragment, int from = 0) const { return ::count(sink, fragment, from); }
 
     void write(const QByteArray &content, int seconds)
     {
