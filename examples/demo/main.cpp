@@ -64,6 +64,7 @@ public Q_SLOTS:
     {
         ++beats;
         QTLOG_INFO("net") << "heartbeat" << beats;
+        QTLOG_TRACE("net", "link") << "carrier up, rtt" << 3 + beats % 4 << "ms";
         if (beats % 3 == 0)
             QTLOG_DEBUG("net", "dns") << "resolved" << "device.local";
         if (beats % 4 == 0)
