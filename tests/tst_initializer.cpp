@@ -6,6 +6,7 @@
 
 #include "logging/internal/logging_p.h"
 
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QThread>
@@ -130,6 +131,7 @@ private Q_SLOTS:
         QTest::newRow("qCritical") << 2 << "0|qt||bad";
         QTest::newRow("message type 7") << 3 << "4|qt||odd";
         QTest::newRow("toLog") << 4 << "3|media.audio|g()|up";
+        QTest::newRow("toLog with Qt's debug output off") << 5 << "3|media.audio|g()|down";
     }
 
     void messagesBecomeRecords()
@@ -141,7 +143,10 @@ private Q_SLOTS:
         case 1: qDebug() << "x"; break;
         case 2: qCritical("bad"); break;
         case 3: InitializerPrivate::messageFinished(QtMsgType(7), "odd"); break;
-        default: toLog(Info, "media", "f.cpp", 7, "g()", "audio") << "up"; break;
+        default:
+            QLoggingCategory::setFilterRules(kind == 5 ? "*.debug=false" : "");
+            toLog(Info, "media", "f.cpp", 7, "g()", "audio") << (kind == 5 ? "down" : "up");
+            QLoggingCategory::setFilterRules("");
         }
         QCOMPARE(sink->getLines().last(), line);
     }

@@ -196,7 +196,7 @@ QDebug toLog(Level level, const QByteArray &module, const QByteArray &file, int 
     // Streamed as a C string: a QString or QByteArray would be quoted and no
     // longer start with the marker.
     QDebug stream = ReportDeferral::active() ? QDebug(ReportDeferral::deferStream())
-                                             : QDebug(QtDebugMsg);
+                                             : compat::recordStream();
     stream << header.constData();
     return stream;
 }

@@ -7,6 +7,7 @@
 //
 
 #include <QtCore/QByteArray>
+#include <QtCore/QDebug>
 #include <QtCore/QSharedPointer>
 #include <QtCore/QString>
 #include <QtCore/qglobal.h>
@@ -40,6 +41,12 @@ inline QString fromAscii(const char *data, int size)
 inline void emitMessage(QtMsgType type, const QByteArray &text)
 {
     qt_message_output(type, text.constData());
+}
+
+// The stream that carries an encoded record to the message handler.
+inline QDebug recordStream()
+{
+    return QDebug(QtDebugMsg);
 }
 
 inline void emitMessage(QtMsgType type, const QString &text)
@@ -87,14 +94,24 @@ inline QString fromAscii(const char *data, int size)
     return QString::fromLatin1(data, size);
 }
 
+// The library's own category: Qt's logging rules ("*.debug=false", say)
+// filter the default category, and must not drop records on their way to the
+// handler. The library filters them itself.
+const char s_category[] = "qtlog";
+
 inline void emitMessage(QtMsgType type, const QString &text)
 {
-    qt_message_output(type, QMessageLogContext(), text);
+    qt_message_output(type, QMessageLogContext(nullptr, 0, nullptr, s_category), text);
 }
 
 inline void emitMessage(QtMsgType type, const QByteArray &text)
 {
     emitMessage(type, QString::fromLocal8Bit(text.constData(), text.size()));
+}
+
+inline QDebug recordStream()
+{
+    return QMessageLogger(nullptr, 0, nullptr, s_category).debug();
 }
 
 // Qt 5/6 drop the trailing space of a stream in space mode when they emit
