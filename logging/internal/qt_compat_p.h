@@ -94,9 +94,10 @@ inline QString fromAscii(const char *data, int size)
     return QString::fromLatin1(data, size);
 }
 
-// The library's own category: Qt's logging rules ("*.debug=false", say)
-// filter the default category, and must not drop records on their way to the
-// handler. The library filters them itself.
+// Records name their own category as a plain string. Qt applies its logging
+// rules ("*.debug=false", say) to the default category and to registered
+// QLoggingCategory objects only, so the rules never drop a record on its way
+// to the handler; the library filters records itself.
 const char s_category[] = "qtlog";
 
 inline void emitMessage(QtMsgType type, const QString &text)
