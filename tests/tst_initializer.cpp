@@ -187,6 +187,38 @@ private Q_SLOTS:
         QCOMPARE(count("3|logging.file|virtual void logging::DPFile::outItems()|", from), 1);
     }
 
+    void bufferReceiverMayLog()
+    {
+        // A receiver connected directly runs with the buffer locked; what it
+        // logs waits until the lock is released. The record comes from
+        // another thread, so the drain runs from the event loop.
+        bool echoed = false;
+        const QMetaObject::Connection c = connect(sink, &DPBuffer::logContentChanged, [&](const QStringList &lines) {
+            if (!echoed && lines.last().endsWith("|ping")) {
+                echoed = true;
+                QTLOG_INFO("echo") << "pong";
+            }
+        });
+        QThread *thread = QThread::create([] { QTLOG_INFO("echo") << "ping"; });
+        thread->start();
+        thread->wait();
+        delete thread;
+        QTRY_COMPARE(count("|pong"), 1);
+        disconnect(c);
+    }
+
+    void selfFeedingReceiverEnds()
+    {
+        // A receiver that logs at every change feeds itself: the handler
+        // delivers a bounded number of rounds and then lets go.
+        const QMetaObject::Connection c = connect(sink, &DPBuffer::logContentChanged, [] {
+            QTLOG_INFO("loop") << "again";
+        });
+        QTLOG_INFO("loop") << "start";
+        disconnect(c);
+        QCOMPARE(count("|again"), 8);
+    }
+
     void nothingRawOnStandardError()
     {
         // Reports made inside the handler were delivered as records, not
@@ -197,6 +229,7 @@ private Q_SLOTS:
         QVERIFY(printed.contains("] ===== Start application ===="));
         QVERIFY(printed.contains(" w [console] 100% %s done\n"));
         QVERIFY2(!printed.contains("DStLg"), printed.constData());
+        QVERIFY(printed.contains("[loop] again\n"));    // what selfFeedingReceiverEnds let go
     }
 
     void shutdownAndSecondInitializer()

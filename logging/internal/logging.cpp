@@ -46,6 +46,11 @@ struct PendingMessage
 
 typedef QList<PendingMessage *> PendingList;
 
+// Rounds of held-back messages that one call of the handler delivers. The
+// library's own chains are short: a record, a report of its drain, and that
+// report's record.
+const int s_maxRounds = 8;
+
 thread_local int t_deferDepth = 0;
 thread_local PendingList *t_pending = nullptr;
 
@@ -92,6 +97,19 @@ void deliver(QtMsgType type, const QByteArray &text)
                                                QByteArray(), QByteArray(), 0);
     }
     DestPoint::allDestPointManager()->sendLogRecord(record);
+}
+
+// The last resort for a message that cannot be delivered: standard error,
+// readable, without the transport header.
+void printUndelivered(const QByteArray &text)
+{
+    const QSharedPointer<LogRecord> record = LogRecord::fromByteArray(text);
+    if (record) {
+        fprintf(stderr, "[%s] %s\n", record->module.toLocal8Bit().constData(),
+                record->message.constData());
+    } else {
+        fprintf(stderr, "%s\n", text.constData());
+    }
 }
 
 QString versionText()
@@ -277,12 +295,19 @@ void InitializerPrivate::messageFinished(QtMsgType type, const char *text)
     }
 
     // Everything this record causes on this thread (reports of a drain, say)
-    // is held back and delivered here, after the registry is released.
+    // is held back and delivered here, after the registry is released. What
+    // those cause comes next, and so on; the number of rounds is capped, so
+    // that output which keeps causing messages (Qt warning about a device at
+    // every write, say) cannot keep this thread here for good.
     ++t_deferDepth;
     deliver(type, QByteArray::fromRawData(text, int(qstrlen(text))));
-    while (PendingList *list = takePending()) {
+    for (int round = 1; PendingList *list = takePending(); ++round) {
         for (PendingMessage *message : *list) {
-            deliver(message->type, message->bytes());
+            const QByteArray bytes = message->bytes();
+            if (round <= s_maxRounds)
+                deliver(message->type, bytes);
+            else
+                printUndelivered(bytes);
             delete message;
         }
         delete list;
