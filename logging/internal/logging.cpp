@@ -135,9 +135,8 @@ ReportDeferral::~ReportDeferral()
 {
     if (--t_deferDepth > 0)
         return;
-    // Each emitted message may run a drain that defers again: repeat until
-    // nothing is left. Destinations report a lasting problem only once, so
-    // this ends.
+    // Through Qt's channel, like any message: the handler then delivers
+    // whatever each of them causes in turn.
     while (PendingList *list = takePending()) {
         for (PendingMessage *message : *list) {
             compat::emitMessage(message->type, message->bytes());
