@@ -6,6 +6,7 @@
 #include <logging/log_record_formater.h>
 
 #include <QtCore/QList>
+#include <QtCore/QMutex>
 #include <QtCore/QObject>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QSharedPointer>
@@ -70,6 +71,7 @@ public:
 private:
     Q_DISABLE_COPY(DestPoint)
 
+    QMutex activeMutex;     // serialises setActive()
     std::atomic<bool> active;
     bool alwaysActive;
     FilterLogRecords filterRecords;

@@ -43,6 +43,9 @@ DestPoint::AllDestPointsManager *DestPoint::allDestPointManager()
 
 void DestPoint::setActive(bool on)
 {
+    // A refresh (reload thread) and a failing file (its drain) may switch
+    // the same destination at once; the flag and the connection must agree.
+    QMutexLocker locker(&activeMutex);
     if (on == isActive() || alwaysActive)
         return;
     active.store(on);
@@ -56,6 +59,7 @@ void DestPoint::setActive(bool on)
 void DestPoint::setAlwaysActive()
 {
     setActive(true);
+    QMutexLocker locker(&activeMutex);
     alwaysActive = true;
 }
 

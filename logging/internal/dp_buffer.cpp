@@ -15,6 +15,10 @@ DPBuffer::DPBuffer(QObject *parent)
 
 DPBuffer::~DPBuffer()
 {
+    // The application may destroy its buffer at any time: leave the registry
+    // before the members go, so that a refresh on the reload thread never
+    // reaches a half-destroyed buffer.
+    allDestPointManager()->removeDestPoint(this);
 }
 
 const char *DPBuffer::confName() const
