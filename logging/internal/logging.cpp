@@ -161,7 +161,7 @@ void ReportDeferral::deferMessage(QtMsgType type, const char *text)
     if (type == QtFatalMsg) {
         // Qt ends the process as soon as the handler returns: write the text
         // out now rather than lose it, without touching any lock.
-        fprintf(stderr, "%s\n", text);
+        printUndelivered(QByteArray(text));
         fflush(stderr);
         return;
     }
