@@ -1,13 +1,18 @@
 # Finds the Qt chosen by QTLOG_QT_MAJOR and describes it for the rest of the
 # build and for the installed package:
 #   QTLOG_QT_CORE          imported target of QtCore
-#   QTLOG_QT_TEST          imported target of QtTest (Qt 5 and 6 only)
+#   QTLOG_QT_TEST          imported target of QtTest
 #   QTLOG_QT_FIND_PACKAGE  the find_dependency() call of the installed package
 #   QTLOG_QT_PC_REQUIRES   the pkg-config module of QtCore
 
 if(QTLOG_QT_MAJOR EQUAL 4)
-    find_package(Qt4 4.8 REQUIRED COMPONENTS QtCore)
+    set(_qtlog_qt_components QtCore)
+    if(QTLOG_BUILD_TESTS)
+        list(APPEND _qtlog_qt_components QtTest)
+    endif()
+    find_package(Qt4 4.8 REQUIRED COMPONENTS ${_qtlog_qt_components})
     set(QTLOG_QT_CORE Qt4::QtCore)
+    set(QTLOG_QT_TEST Qt4::QtTest)
     set(QTLOG_QT_FIND_PACKAGE "find_dependency(Qt4 4.8 COMPONENTS QtCore)")
     set(QTLOG_QT_PC_REQUIRES "QtCore")
 elseif(QTLOG_QT_MAJOR EQUAL 5 OR QTLOG_QT_MAJOR EQUAL 6)

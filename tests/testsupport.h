@@ -1,7 +1,9 @@
 #ifndef QTLOG_TESTSUPPORT_H
 #define QTLOG_TESTSUPPORT_H
 
-// Helpers shared by the tests.
+// Helpers shared by the tests. The tests use only the QtTest API that Qt 4.8
+// has; every difference between Qt 4.8, 5 and 6 that they meet is handled
+// here, and only here.
 
 #include <logging/dp_buffer.h>
 #include <logging/log_record.h>
@@ -9,16 +11,105 @@
 #include <QtTest/QtTest>
 
 #include <QtCore/QDateTime>
+#include <QtCore/QDir>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QMutex>
 #include <QtCore/QStringList>
+#include <QtCore/QThread>
+
+#if QT_VERSION >= 0x050000
+#  include <QtCore/QLoggingCategory>
+#endif
+
+#include <functional>
+#include <stdlib.h>
+
+#if QT_VERSION < 0x050000
+// Qt 4's QTEST_MAIN would need QtGui in a GUI-enabled Qt.
+#  define QTEST_GUILESS_MAIN(TestObject) \
+    int main(int argc, char **argv) \
+    { \
+        QCoreApplication app(argc, argv); \
+        TestObject tc; \
+        return QTest::qExec(&tc, argc, argv); \
+    }
+#  define QTLOG_SKIP(text) QSKIP(text, SkipSingle)
+#else
+#  define QTLOG_SKIP(text) QSKIP(text)
+#endif
+
+// QVERIFY(condition), retried while the event loop runs, for up to
+// timeoutMs milliseconds.
+#define QTLOG_WAIT_VERIFY(condition, timeoutMs) \
+    QVERIFY2(waitUntil([&]() { return bool(condition); }, timeoutMs), #condition)
+
+// Runs the event loop until done() returns true or timeoutMs have passed;
+// returns done()'s last answer.
+template <typename Condition>
+bool waitUntil(Condition done, int timeoutMs = 5000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > timeoutMs)
+            return done();
+        QTest::qWait(10);
+    }
+    return true;
+}
+
+// A directory of its own under the system's temporary directory, removed
+// with everything in it on destruction.
+class TempDir
+{
+public:
+    TempDir()
+    {
+        QByteArray name = QFile::encodeName(QDir::tempPath() + QLatin1String("/qtlog-test-XXXXXX"));
+        if (mkdtemp(name.data()))
+            dirPath = QFile::decodeName(name);
+    }
+    ~TempDir()
+    {
+        if (!dirPath.isEmpty())
+            removeTree(dirPath);
+    }
+
+    QString path() const { return dirPath; }
+    // The path of name inside the directory.
+    QString file(const QString &name) const { return dirPath + QLatin1Char('/') + name; }
+
+private:
+    Q_DISABLE_COPY(TempDir)
+
+    static void removeTree(const QString &path)
+    {
+        QDir dir(path);
+        const QFileInfoList entries =
+            dir.entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+        for (int i = 0; i < entries.size(); ++i) {
+            if (entries.at(i).isDir() && !entries.at(i).isSymLink())
+                removeTree(entries.at(i).filePath());
+            else
+                dir.remove(entries.at(i).fileName());
+        }
+        dir.rmdir(path);
+    }
+
+    QString dirPath;
+};
 
 // Collects every message of the process, as the library's handler would see
-// it: the text converted to local 8-bit.
+// it: the text in local 8-bit. install() replaces whatever handler is set.
 class MessageCapture
 {
 public:
+#if QT_VERSION < 0x050000
+    static void install() { qInstallMsgHandler(handler); }
+#else
     static void install() { qInstallMessageHandler(handler); }
+#endif
 
     static QList<QByteArray> take()
     {
@@ -29,14 +120,69 @@ public:
     }
 
 private:
+#if QT_VERSION < 0x050000
+    static void handler(QtMsgType, const char *text)
+    {
+        QMutexLocker locker(&mutex());
+        texts().append(QByteArray(text));
+    }
+#else
     static void handler(QtMsgType, const QMessageLogContext &, const QString &text)
     {
         QMutexLocker locker(&mutex());
         texts().append(text.toLocal8Bit());
     }
+#endif
     static QMutex &mutex() { static QMutex m; return m; }
     static QList<QByteArray> &texts() { static QList<QByteArray> t; return t; }
 };
+
+// text as a Qt debug stream delivers it when text is its last item: Qt 4
+// keeps the space that follows every item, Qt 5 and 6 drop the last one.
+inline QByteArray streamed(const QByteArray &text)
+{
+#if QT_VERSION < 0x050000
+    return text + ' ';
+#else
+    return text;
+#endif
+}
+
+inline QString streamed(const QString &text)
+{
+    return QString::fromUtf8(streamed(text.toUtf8()));
+}
+
+// Switches Qt's own filtering of debug messages ("*.debug=false") on or off
+// where Qt has it (Qt 5 and 6); Qt 4 never filters.
+inline void setQtDebugOutputFiltered(bool filtered)
+{
+#if QT_VERSION >= 0x050000
+    QLoggingCategory::setFilterRules(filtered ? QStringLiteral("*.debug=false") : QString());
+#else
+    Q_UNUSED(filtered);
+#endif
+}
+
+// Runs work on a thread of its own and waits until it is done.
+inline void runOnThread(const std::function<void()> &work)
+{
+    struct Thread : QThread
+    {
+        std::function<void()> work;
+        void run() override { work(); }
+    } thread;
+    thread.work = work;
+    thread.start();
+    thread.wait();
+}
+
+// A byte array of every byte of a literal, zero bytes included.
+template <int N>
+inline QByteArray bytes(const char (&literal)[N])
+{
+    return QByteArray(literal, N - 1);
+}
 
 inline void writeFile(const QString &name, const QByteArray &content)
 {
@@ -65,12 +211,20 @@ inline logging::LogRecord record(logging::Level level, const QDateTime &time,
     return logging::LogRecord(level, time, module, message, "void f()", file, line);
 }
 
+inline QSharedPointer<logging::LogRecord> shared(logging::Level level, const QDateTime &time,
+                                                 const QByteArray &message = "m")
+{
+    return QSharedPointer<logging::LogRecord>(
+        new logging::LogRecord(record(level, time, QLatin1String("mod"), message)));
+}
+
 // How many of buffer's lines, from line `from` on, contain fragment.
 inline int count(const logging::DPBuffer *buffer, const QString &fragment, int from = 0)
 {
+    const QStringList lines = buffer->getLines();
     int n = 0;
-    for (const QString &line : buffer->getLines().mid(from))
-        n += line.contains(fragment) ? 1 : 0;
+    for (int i = from; i < lines.size(); ++i)
+        n += lines.at(i).contains(fragment) ? 1 : 0;
     return n;
 }
 

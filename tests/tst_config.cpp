@@ -4,8 +4,6 @@
 
 #include "logging/internal/logging_p.h"
 
-#include <QtCore/QTemporaryDir>
-
 using logging::Config;
 using logging::LogRecord;
 
@@ -13,13 +11,12 @@ class TestConfig : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir;
+    TempDir dir;
 
     QString file(const QByteArray &content)
     {
-        const QString name = dir.path() + QLatin1String("/log.conf");
-        writeFile(name, content);
-        return name;
+        writeFile(dir.file("log.conf"), content);
+        return dir.file("log.conf");
     }
 
     // The parse error reports, decoded.
@@ -72,7 +69,7 @@ private Q_SLOTS:
             QCOMPARE(int(errors.at(i)->level), 4);
             QCOMPARE(errors.at(i)->module, QString("logging.conf"));
             QCOMPARE(errors.at(i)->function, QByteArray("logging::Config::Settings::Settings(const QString&)"));
-            QCOMPARE(errors.at(i)->message, QByteArray(i == 0 ? "Error in line: 11" : "Error in line: 12"));
+            QCOMPARE(errors.at(i)->message, streamed(QByteArray(i == 0 ? "Error in line: 11" : "Error in line: 12")));
         }
     }
 
@@ -99,8 +96,8 @@ private Q_SLOTS:
 
         const QList<QSharedPointer<LogRecord> > errors = reports();
         QCOMPARE(errors.size(), 2);
-        QCOMPARE(errors.at(0)->message, QByteArray("Error in line: 6"));
-        QCOMPARE(errors.at(1)->message, QByteArray("Error in line: 14"));
+        QCOMPARE(errors.at(0)->message, streamed(QByteArray("Error in line: 6")));
+        QCOMPARE(errors.at(1)->message, streamed(QByteArray("Error in line: 14")));
     }
 
     void missingOrUnreadableFiles()

@@ -5,8 +5,6 @@
 #include <logging/dp_buffer.h>
 #include <logging/dp_syslog.h>
 
-#include <QtCore/QTemporaryDir>
-
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -32,11 +30,6 @@ public:
     int drains = 0;
     QList<QSharedPointer<LogRecord> > taken;
 };
-
-QSharedPointer<LogRecord> shared(Level level, const QDateTime &time, const QByteArray &message = "m")
-{
-    return QSharedPointer<LogRecord>(new LogRecord(record(level, time, "mod", message)));
-}
 
 DestPoint::AllDestPointsManager *registry()
 {
@@ -103,8 +96,8 @@ private Q_SLOTS:
 
     void refreshConfigAndBuffer()
     {
-        QTemporaryDir dir;
-        const QString name = dir.path() + "/log.conf";
+        TempDir dir;
+        const QString name = dir.file("log.conf");
         writeFile(name, "active = probe gui_buffer\n[gui_buffer]\nlevel = 1\nformat = #mf\n");
         Probe p;
         DPBuffer buffer;
@@ -140,14 +133,14 @@ private Q_SLOTS:
     {
         // A small system logger of our own on /dev/log, unless one runs already.
         if (QFile::exists("/dev/log"))
-            QSKIP("/dev/log belongs to a running system logger");
+            QTLOG_SKIP("/dev/log belongs to a running system logger");
         const int sock = socket(AF_UNIX, SOCK_DGRAM, 0);
         sockaddr_un addr = {};
         addr.sun_family = AF_UNIX;
         strcpy(addr.sun_path, "/dev/log");
         if (bind(sock, reinterpret_cast<sockaddr *>(&addr), sizeof(addr)) != 0) {
             ::close(sock);
-            QSKIP("cannot create /dev/log (not root?)");
+            QTLOG_SKIP("cannot create /dev/log (not root?)");
         }
         struct Cleanup { int s; ~Cleanup() { ::close(s); unlink("/dev/log"); } } cleanup = { sock };
         timeval timeout = { 2, 0 };

@@ -3,8 +3,6 @@
 #include <logging/config.h>
 #include <logging/filter_log_records.h>
 
-#include <QtCore/QTemporaryDir>
-
 using logging::FilterLogRecords;
 
 class TestFilter : public QObject
@@ -61,8 +59,8 @@ private Q_SLOTS:
 
     void reloadReplacesAllThree()
     {
-        QTemporaryDir dir;
-        const QString name = dir.path() + "/log.conf";
+        TempDir dir;
+        const QString name = dir.file("log.conf");
         writeFile(name, "level = 1\nallow = net\n[file]\ndeny = net.dns\n");
         logging::Config config(name, false);
         FilterLogRecords filter;

@@ -6,11 +6,6 @@
 
 #include "logging/internal/logging_p.h"
 
-#include <QtCore/QLoggingCategory>
-#include <QtCore/QProcess>
-#include <QtCore/QTemporaryDir>
-#include <QtCore/QThread>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -21,18 +16,8 @@ namespace {
 // The buffer's lines: level|module|function|message.
 const char s_sinkSettings[] = "[gui_buffer]\nlevel = 5\nformat = #ln|#cm|#cu|#mf\n";
 
-class Flood : public QThread
-{
-public:
-    void run() override
-    {
-        const QByteArray text(200, 'x');
-        for (int i = 0; i < 300; ++i)
-            QTLOG_INFO("flood") << text.constData();
-    }
-};
-
-// Run as a child process: qFatal must reach the log file before the abort.
+// Run as a child process (see fatal_check.cmake): qFatal must reach the log
+// file before the abort.
 int fatalChild(const QString &dir)
 {
     QFile settings(dir + "/log.conf");
@@ -47,23 +32,40 @@ int fatalChild(const QString &dir)
 
 } // namespace
 
+// Logs from inside the buffer's signal, connected directly.
+class Echo : public QObject
+{
+    Q_OBJECT
+public:
+    bool everyChange = false;   // else: answers the first "ping" only
+    bool echoed = false;
+public Q_SLOTS:
+    void changed(const QStringList &lines)
+    {
+        if (everyChange) {
+            QTLOG_INFO("loop") << "again";
+        } else if (!echoed && lines.last().contains("|ping")) {
+            echoed = true;
+            QTLOG_INFO("echo") << "pong";
+        }
+    }
+};
+
 class TestInitializer : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir;
+    TempDir dir;
     QString stderrFile;
     int savedStderr = -1;
     DPBuffer *sink = nullptr;
     Initializer *init = nullptr;
 
-    QString path(const char *name) const { return dir.path() + "/" + name; }
-
     // Applies settings to every destination, the way a reload does.
     void refreshWith(const QByteArray &settings)
     {
-        writeFile(path("other.conf"), settings + s_sinkSettings);
-        Config(path("other.conf"), false).refresh();
+        writeFile(dir.file("other.conf"), settings + s_sinkSettings);
+        Config(dir.file("other.conf"), false).refresh();
     }
 
     int count(const QString &fragment, int from = 0) const { return ::count(sink, fragment, from); }
@@ -72,16 +74,16 @@ private Q_SLOTS:
     void initTestCase()
     {
         // Keep what the library prints to standard error, to check it later.
-        stderrFile = path("stderr.txt");
+        stderrFile = dir.file("stderr.txt");
         fflush(stderr);
         savedStderr = dup(2);
         const int fd = open(QFile::encodeName(stderrFile).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         dup2(fd, 2);
         ::close(fd);
 
-        QDir().mkpath(path("etc/app"));
-        writeFile(path("etc/app/log.conf"), "active = console file\n[file]\nfilename = "
-                  + QFile::encodeName(path("app.log")) + "\n" + s_sinkSettings);
+        QDir().mkpath(dir.file("etc/app"));
+        writeFile(dir.file("etc/app/log.conf"), "active = console file\n[file]\nfilename = "
+                  + QFile::encodeName(dir.file("app.log")) + "\n" + s_sinkSettings);
     }
 
     void cleanupTestCase()
@@ -119,7 +121,7 @@ private Q_SLOTS:
         QCOMPARE(lines.size(), 1);
         QVERIFY2(lines.first().startsWith("3|logging|logging::InitializerPrivate::InitializerPrivate(const QStringList&)"
                                           "|===== Start application ==== \""), qPrintable(lines.first()));
-        QVERIFY(readFile(path("app.log")).contains("] ===== Start application ==== \""));
+        QVERIFY(readFile(dir.file("app.log")).contains("] ===== Start application ==== \""));
     }
 
     void messagesBecomeRecords_data()
@@ -127,11 +129,11 @@ private Q_SLOTS:
         QTest::addColumn<int>("kind");
         QTest::addColumn<QString>("line");
         QTest::newRow("qWarning") << 0 << "2|qt||disk full";
-        QTest::newRow("qDebug stream") << 1 << "4|qt||x";
+        QTest::newRow("qDebug stream") << 1 << streamed(QString("4|qt||x"));
         QTest::newRow("qCritical") << 2 << "0|qt||bad";
         QTest::newRow("message type 7") << 3 << "4|qt||odd";
-        QTest::newRow("toLog") << 4 << "3|media.audio|g()|up";
-        QTest::newRow("toLog with Qt's debug output off") << 5 << "3|media.audio|g()|down";
+        QTest::newRow("toLog") << 4 << streamed(QString("3|media.audio|g()|up"));
+        QTest::newRow("toLog with Qt's debug output off") << 5 << streamed(QString("3|media.audio|g()|down"));
     }
 
     void messagesBecomeRecords()
@@ -144,9 +146,9 @@ private Q_SLOTS:
         case 2: qCritical("bad"); break;
         case 3: InitializerPrivate::messageFinished(QtMsgType(7), "odd"); break;
         default:
-            QLoggingCategory::setFilterRules(kind == 5 ? "*.debug=false" : "");
+            setQtDebugOutputFiltered(kind == 5);
             toLog(Info, "media", "f.cpp", 7, "g()", "audio") << (kind == 5 ? "down" : "up");
-            QLoggingCategory::setFilterRules("");
+            setQtDebugOutputFiltered(false);
         }
         QCOMPARE(sink->getLines().last(), line);
     }
@@ -176,9 +178,11 @@ private Q_SLOTS:
         refreshWith("active = console file\n[file]\nfilename = /dev/full\n");
         // Queued from another thread, drained at once: the write fails in the
         // middle of the drain, with the file lock held.
-        Flood flood;
-        flood.start();
-        flood.wait();
+        runOnThread([] {
+            const QByteArray text(200, 'x');
+            for (int i = 0; i < 300; ++i)
+                QTLOG_INFO("flood") << text.constData();
+        });
         QCoreApplication::processEvents();
         for (int i = 0; i < 3; ++i)
             QTLOG_INFO("app") << "more" << i;
@@ -192,30 +196,21 @@ private Q_SLOTS:
         // A receiver connected directly runs with the buffer locked; what it
         // logs waits until the lock is released. The record comes from
         // another thread, so the drain runs from the event loop.
-        bool echoed = false;
-        const QMetaObject::Connection c = connect(sink, &DPBuffer::logContentChanged, [&](const QStringList &lines) {
-            if (!echoed && lines.last().endsWith("|ping")) {
-                echoed = true;
-                QTLOG_INFO("echo") << "pong";
-            }
-        });
-        QThread *thread = QThread::create([] { QTLOG_INFO("echo") << "ping"; });
-        thread->start();
-        thread->wait();
-        delete thread;
-        QTRY_COMPARE(count("|pong"), 1);
-        disconnect(c);
+        Echo echo;
+        connect(sink, SIGNAL(logContentChanged(QStringList)), &echo, SLOT(changed(QStringList)), Qt::DirectConnection);
+        runOnThread([] { QTLOG_INFO("echo") << "ping"; });
+        QTLOG_WAIT_VERIFY(count("|pong") == 1, 5000);
     }
 
     void selfFeedingReceiverEnds()
     {
         // A receiver that logs at every change feeds itself: the handler
         // delivers a bounded number of rounds and then lets go.
-        const QMetaObject::Connection c = connect(sink, &DPBuffer::logContentChanged, [] {
-            QTLOG_INFO("loop") << "again";
-        });
+        Echo echo;
+        echo.everyChange = true;
+        connect(sink, SIGNAL(logContentChanged(QStringList)), &echo, SLOT(changed(QStringList)), Qt::DirectConnection);
         QTLOG_INFO("loop") << "start";
-        disconnect(c);
+        disconnect(sink, 0, &echo, 0);
         QCOMPARE(count("|again"), 8);
     }
 
@@ -227,18 +222,19 @@ private Q_SLOTS:
         fflush(stderr);
         const QByteArray printed = readFile(stderrFile);
         QVERIFY(printed.contains("] ===== Start application ===="));
-        QVERIFY(printed.contains(" w [console] 100% %s done\n"));
+        QVERIFY(printed.contains(" w [console] " + streamed(QByteArray("100% %s done")) + "\n"));
         QVERIFY2(!printed.contains("DStLg"), printed.constData());
-        QVERIFY(printed.contains("[loop] again\n"));    // what selfFeedingReceiverEnds let go
+        QVERIFY(printed.contains("[loop] " + streamed(QByteArray("again")) + "\n"));   // what selfFeedingReceiverEnds let go
     }
 
     void shutdownAndSecondInitializer()
     {
-        refreshWith("active = console file\n[file]\nfilename = " + QFile::encodeName(path("app.log")) + "\n");
+        refreshWith("active = console file\n[file]\nfilename = " + QFile::encodeName(dir.file("app.log")) + "\n");
         delete init;
         init = nullptr;
-        QCOMPARE(sink->getLines().last(), QString("3|logging|logging::Initializer::~Initializer()|==== log stoped ===="));
-        QVERIFY(readFile(path("app.log")).endsWith("] ==== log stoped ====\n"));
+        const QByteArray stop = streamed(QByteArray("==== log stoped ===="));
+        QCOMPARE(sink->getLines().last(), "3|logging|logging::Initializer::~Initializer()|" + QString::fromLatin1(stop));
+        QVERIFY(readFile(dir.file("app.log")).endsWith("] " + stop + "\n"));
 
         // Still handled, written nowhere.
         const int before = sink->getLines().size();
@@ -250,32 +246,19 @@ private Q_SLOTS:
         // that cannot be opened) delivered once the refresh is done.
         delete sink;
         sink = new DPBuffer;
-        writeFile(path("log.conf"), QByteArray("active = console file\nbad line\n[file]\nfilename = /nonexistent/y.log\n")
+        writeFile(dir.file("log.conf"), QByteArray("active = console file\nbad line\n[file]\nfilename = /nonexistent/y.log\n")
                   + s_sinkSettings);
         init = new Initializer(QStringList() << dir.path() + "/");
         QCOMPARE(count("Start application"), 0);
         QCOMPARE(count("4|logging.conf|logging::Config::Settings::Settings(const QString&)|Error in line: 2"), 1);
         QCOMPARE(count("|logging.file|void logging::DPFile::setFilename(const QString&)|Error open log-file: \"/nonexistent/y.log\""), 1);
     }
-
-    void fatalReachesTheFile()
-    {
-        QProcess child;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("QTLOG_FATAL_CHILD", dir.path());
-        child.setProcessEnvironment(env);
-        child.start(QCoreApplication::applicationFilePath(), QStringList());
-        QVERIFY(child.waitForFinished(20000));
-        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
-        QVERIFY2(readFile(path("fatal.log")).endsWith(" c [qt] fatal message 42\n"), readFile(path("fatal.log")).constData());
-    }
 };
 
 int main(int argc, char **argv)
 {
-    const QString fatalDir = QString::fromLocal8Bit(qgetenv("QTLOG_FATAL_CHILD"));
-    if (!fatalDir.isEmpty())
-        return fatalChild(fatalDir);
+    if (argc == 3 && qstrcmp(argv[1], "-fatal-child") == 0)
+        return fatalChild(QString::fromLocal8Bit(argv[2]));
     QCoreApplication app(argc, argv);
     TestInitializer test;
     return QTest::qExec(&test, argc, argv);

@@ -4,9 +4,6 @@
 #include <logging/dp_buffer.h>
 #include <logging/logging.h>
 
-#include <QtCore/QElapsedTimer>
-#include <QtCore/QTemporaryDir>
-
 #include <sys/time.h>
 
 using namespace logging;
@@ -30,7 +27,7 @@ class TestReload : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir;
+    TempDir dir;
     QString settings;
     QDateTime base;
     DPBuffer *sink = nullptr;
@@ -47,7 +44,7 @@ class TestReload : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        settings = dir.path() + "/log.conf";
+        settings = dir.file("log.conf");
         base = QDateTime::currentDateTime().addSecs(-100);
         // The file cannot be opened at start-up: reported, no hang.
         write("level = 2\nactive = console file\n[file]\nfilename = /nonexistent/start.log\n", 0);
@@ -71,11 +68,11 @@ private Q_SLOTS:
         write("level = 2\n", 1);
         write("level = 3\n", 2);
         write("level = 5\nactive = console file\nbad line\n[file]\nfilename = /nonexistent/z.log\n", 3);
-        QTRY_VERIFY_WITH_TIMEOUT(count(s_modified) == 1, 12000);
+        QTLOG_WAIT_VERIFY(count(s_modified) == 1, 12000);
         QTest::qWait(500);
         const QStringList lines = sink->getLines();
         QCOMPARE(count(s_modified), 1);
-        QVERIFY(lines.last().endsWith("Config file has modify: \"" + settings + "\""));
+        QVERIFY(lines.last().endsWith(streamed("Config file has modify: \"" + settings + "\"")));
         QCOMPARE(count("|logging.conf|logging::Config::Settings::Settings(const QString&)|Error in line: 3"), 1);
         QCOMPARE(count("|logging.file|void logging::DPFile::setFilename(const QString&)|Error open log-file: \"/nonexistent/z.log\""), 1);
 
@@ -90,7 +87,7 @@ private Q_SLOTS:
         QCOMPARE(count(s_modified), 1);
 
         write("level = 5\n", 10);
-        QTRY_VERIFY_WITH_TIMEOUT(count(s_modified) == 2, 12000);
+        QTLOG_WAIT_VERIFY(count(s_modified) == 2, 12000);
 
         setModified(settings, base, 5);
         QTest::qWait(6000);

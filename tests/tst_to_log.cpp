@@ -5,8 +5,6 @@
 
 #include "logging/internal/logging_p.h"
 
-#include <QtCore/QRegularExpression>
-
 using logging::InitializerPrivate;
 using logging::LogRecord;
 
@@ -23,11 +21,11 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("level");
         QTest::addColumn<QByteArray>("expected");
-        // Qt 5/6 drop the stream's trailing space when they emit it.
+        const QByteArray trace = "*** 12 : \"a.cpp\" \"void f()\" x";
         QTest::newRow("debug") << int(logging::Debug) << QByteArray("x");
         QTest::newRow("critical") << int(logging::Critical) << QByteArray("x");
-        QTest::newRow("trace") << int(logging::Trace) << QByteArray("*** 12 : \"a.cpp\" \"void f()\" x");
-        QTest::newRow("above trace") << 9 << QByteArray("*** 12 : \"a.cpp\" \"void f()\" x");
+        QTest::newRow("trace") << int(logging::Trace) << trace;
+        QTest::newRow("above trace") << 9 << trace;
     }
 
     void plainBeforeInitialisation()
@@ -35,12 +33,11 @@ private Q_SLOTS:
         QFETCH(int, level);
         QFETCH(QByteArray, expected);
         logging::toLog(logging::Level(level), "media", "a.cpp", 12, "void f()", "audio") << "x";
-        QCOMPARE(MessageCapture::take(), QList<QByteArray>() << expected);
+        QCOMPARE(MessageCapture::take(), QList<QByteArray>() << streamed(expected));
     }
 
     void initialisedFlag()
     {
-        QVERIFY(!InitializerPrivate::checkAndSetInitialized(false));
         QVERIFY(!InitializerPrivate::checkAndSetInitialized(false));
         QVERIFY(InitializerPrivate::checkAndSetInitialized(true));
         QVERIFY(InitializerPrivate::checkAndSetInitialized(false));
@@ -51,10 +48,10 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("module");
         QTest::addColumn<QByteArray>("subModule");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("module and sub-module") << QByteArray("media") << QByteArray("audio") << QString::fromLatin1("media.audio");
+        QTest::newRow("module and sub-module") << QByteArray("media") << QByteArray("audio") << "media.audio";
         QTest::newRow("sub-module alone is dropped") << QByteArray() << QByteArray("audio") << QString();
-        QTest::newRow("module alone") << QByteArray("media") << QByteArray() << QString::fromLatin1("media");
-        QTest::newRow("cut at zero byte") << QByteArray("me\0dia", 6) << QByteArray() << QString::fromLatin1("me");
+        QTest::newRow("module alone") << QByteArray("media") << QByteArray() << "media";
+        QTest::newRow("cut at zero byte") << bytes("me\0dia") << QByteArray() << "me";
         QTest::newRow("latin-1 bytes") << QByteArray("m\xe9") << QByteArray() << QString::fromUtf8("m\xc3\xa9");
     }
 
@@ -74,7 +71,7 @@ private Q_SLOTS:
         QCOMPARE(r->function, QByteArray("g()"));
         QCOMPARE(r->file, QByteArray("f.cpp"));
         QCOMPARE(r->line, 7);
-        QCOMPARE(r->message, QByteArray("up"));
+        QCOMPARE(r->message, streamed(QByteArray("up")));
         QVERIFY(before.msecsTo(r->dateTime) >= 0 && before.msecsTo(r->dateTime) < 1000);
     }
 
@@ -89,7 +86,7 @@ private Q_SLOTS:
         QCOMPARE(r->file, QByteArray(__FILE__));
         QCOMPARE(r->line, line);
         QCOMPARE(r->function, QByteArray(Q_FUNC_INFO));
-        QCOMPARE(r->message, QByteArray("a 5"));
+        QCOMPARE(r->message, streamed(QByteArray("a 5")));
     }
 
     void buildIdentification()
@@ -97,7 +94,8 @@ private Q_SLOTS:
         // Printable text, whether or not the build saw a git checkout.
         const QByteArray all = QByteArray(zelvath::GitHash()) + zelvath::GitBranch() + zelvath::GitTag();
         QVERIFY(qstrlen(zelvath::GitHash()) > 0);
-        QVERIFY2(QRegularExpression("^[A-Za-z0-9._+/@-]*$").match(QString::fromLatin1(all)).hasMatch(), all.constData());
+        for (int i = 0; i < all.size(); ++i)
+            QVERIFY2(isalnum(uchar(all.at(i))) || strchr("._+/@-", all.at(i)), all.constData());
     }
 };
 

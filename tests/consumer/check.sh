@@ -2,11 +2,18 @@
 # Installs the built library into a scratch prefix, then builds and runs a
 # consumer against it twice: with find_package(qtlog) and with pkg-config.
 #
-#     check.sh BUILD_DIR WORK_DIR QT_MAJOR
+#     check.sh BUILD_DIR WORK_DIR CXX CXX_STD EMULATOR [CMAKE_ARG...]
+#
+# CXX is the compiler with any flags it needs (a cross compiler's sysroot);
+# EMULATOR, unless empty, runs the consumer; the CMAKE_ARGs configure the
+# consumer's build as the library's was (toolchain, Qt).
 set -eu
 build="$1"
 work="$2"
-qt="$3"
+cxx="$3"
+std="$4"
+run="$5"
+shift 5
 here="$(cd "$(dirname "$0")" && pwd)"
 
 rm -rf "$work"
@@ -18,17 +25,15 @@ libdir="$(dirname "$(find "$prefix" -name 'libqtlog.so' | head -n 1)")"
 export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 
 # CMake package.
-cmake -S "$here" -B "$work/cmake-build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake -S "$here" -B "$work/cmake-build" -Dqtlog_DIR="$libdir/cmake/qtlog" "$@" >/dev/null
 cmake --build "$work/cmake-build" >/dev/null
-"$work/cmake-build/consumer" 2>"$work/cmake.out"
+$run "$work/cmake-build/consumer" 2>"$work/cmake.out"
 grep -q "\[consumer\] linked" "$work/cmake.out"
 
 # pkg-config.
-std=c++11
-[ "$qt" = 6 ] && std=c++17
-export PKG_CONFIG_PATH="$libdir/pkgconfig"
-# shellcheck disable=SC2046
-g++ -std=$std -fPIC "$here/main.cpp" -o "$work/consumer-pc" $(pkg-config --cflags --libs qtlog)
-"$work/consumer-pc" 2>"$work/pc.out"
+export PKG_CONFIG_PATH="$libdir/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
+# shellcheck disable=SC2046,SC2086
+$cxx -std=$std -fPIC "$here/main.cpp" -o "$work/consumer-pc" $(pkg-config --cflags --libs qtlog)
+$run "$work/consumer-pc" 2>"$work/pc.out"
 grep -q "\[consumer\] linked" "$work/pc.out"
 echo "installed package found with find_package and pkg-config"
