@@ -28,21 +28,27 @@ ensure_packages() {
     fi
 }
 
-# qt_packages 5|6: the Debian packages that building against that Qt needs.
+# qt_packages 4|5|6: the Debian packages that building against that Qt needs
+# (Debian has no Qt 4: it comes from elsewhere, see README).
 qt_packages() {
     case "$1" in
+        4) ;;
         5) echo "qtbase5-dev" ;;
         6) echo "qt6-base-dev qt6-base-dev-tools" ;;
         *) echo "unknown Qt version '$1'" >&2; exit 2 ;;
     esac
 }
 
-# build_project 5|6 [TARGET]: configures build/qt<N> and builds TARGET (all by default).
+# build_project 4|5|6 [TARGET]: configures build/qt<N> and builds TARGET (all
+# by default). For Qt 4, qt4_prefix names the Qt 4.8 installation.
 build_project() {
     qt="$1"
     build="build/qt$qt"
+    qt_args=""
+    [ "$qt" = 4 ] && qt_args="-DQT_QMAKE_EXECUTABLE=$qt4_prefix/bin/qmake"
+    # shellcheck disable=SC2086
     cmake -S . -B "$build" -DQTLOG_QT_MAJOR="$qt" -DQTLOG_WERROR=ON \
-          -DCMAKE_BUILD_TYPE=RelWithDebInfo
+          -DCMAKE_BUILD_TYPE=RelWithDebInfo $qt_args
     if [ -n "${2:-}" ]; then
         cmake --build "$build" --parallel "$(nproc)" --target "$2"
     else
