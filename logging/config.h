@@ -17,7 +17,8 @@ namespace logging {
 //
 // Section names are the destinations' names: "console", "file", "syslog",
 // "gui_buffer". Keys: "active" (global only), "level", "allow", "deny",
-// "format", "trace_format", and the file destination's "filename".
+// "format", "trace_format", and the file destination's "filename",
+// "max_size" and "max_files" (see dp_file.h).
 class QTLOG_EXPORT Config
 {
 public:

@@ -6,22 +6,37 @@
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QString>
 
-QT_BEGIN_NAMESPACE
-class QFile;
-QT_END_NAMESPACE
-
 namespace logging {
 
-// Appends each record as one line to the file named by the key "filename" of
-// section "file". The file is reopened at every refresh; it is never
-// truncated or rotated. A file that cannot be opened is reported and the
-// destination switches itself off until a refresh activates it again.
+class DPFilePrivate;
+
+// Appends each record as one line to a file. Keys of section "file":
 //
-// A write error is reported and answered by reopening the file. A lasting
-// problem is reported once, not at every drain: the next report comes after
-// records have reached the file again, or after a refresh of the settings.
-// Each report is a record that causes a drain of its own, so reporting at
-// every drain would never end.
+// - "filename": the log file; empty or absent: no file.
+// - "max_size": the largest size of the file in bytes, a decimal number
+//   optionally followed by K (1024) or M (1048576), as in "512K". Absent,
+//   empty, 0 or anything else: no limit.
+// - "max_files": how many rotated files are kept besides the current one,
+//   1 to 99; default 1, anything else gives 1.
+//
+// Before a record whose line (text and "\n") would make a non-empty file
+// larger than "max_size", the file is rotated: NAME.<max_files> is removed,
+// NAME.<k> becomes NAME.<k+1>, NAME becomes NAME.1, and a new NAME is opened.
+// A record longer than "max_size" gets a file of its own. A rename that fails
+// is reported once and writing goes on in the current file.
+//
+// The file is reopened at every refresh, and when, checked at most about once
+// a second, its name no longer refers to the open file (renamed or deleted by
+// another program, logrotate say). An open never waits: a file that cannot be
+// opened at once (a FIFO without a reader) counts as one that cannot be
+// opened. Such a file is reported and the destination switches itself off
+// until a refresh activates it again.
+//
+// A write error is reported and answered by reopening the file, at most about
+// once a second. A lasting problem is reported once, not at every drain: the
+// next report comes after records have reached the file again, or after a
+// refresh of the settings. Each report is a record that causes a drain of its
+// own, so reporting at every drain would never end.
 class QTLOG_EXPORT DPFile : public DestPoint
 {
     Q_OBJECT
@@ -38,15 +53,16 @@ public:
     // destination is active and name is not empty.
     void setFilename(const QString &name);
 
+    // The values of "max_size" (0: no limit) and "max_files" for a setting's
+    // text.
+    static qint64 parseMaxSize(const QString &text);
+    static int parseMaxFiles(const QString &text);
+
 private:
-    // True for the first problem since the file last worked or the settings
-    // were refreshed. Call with the file lock held for writing.
-    bool firstReport();
+    Q_DISABLE_COPY(DPFile)
 
     QReadWriteLock fileLock;
-    QString fileName;
-    QFile *file;
-    bool problemReported;
+    DPFilePrivate *d;   // guarded by fileLock
 };
 
 } // namespace logging

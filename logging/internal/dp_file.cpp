@@ -5,29 +5,229 @@
 
 #include "logging_p.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace logging {
 
 namespace {
 
 const char s_fileNameKey[] = "filename";
+const char s_maxSizeKey[] = "max_size";
+const char s_maxFilesKey[] = "max_files";
 
 // Reported when an active destination has no file at all (an empty name).
 const char s_noFileText[] = "no log-file open";
 
+// How often, at most, a drain checks the file's name, retries an open after a
+// write error, or retries a rotation that failed.
+const qint64 s_retryMs = 1000;
+
+const int s_maxFilesLimit = 99;
+
+// Opens path for appending without waiting: an open that would block (a FIFO
+// without a reader) fails at once. Writes then block as usual. Returns the
+// descriptor, or -1 with errno set.
+int openForAppend(const QByteArray &path)
+{
+    int flags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK;
+#ifdef O_CLOEXEC
+    flags |= O_CLOEXEC;
+#endif
+    int fd;
+    do {
+        fd = ::open(path.constData(), flags, 0666);
+    } while (fd < 0 && errno == EINTR);
+    if (fd >= 0) {
+        const int status = ::fcntl(fd, F_GETFL);
+        if (status != -1)
+            ::fcntl(fd, F_SETFL, status & ~O_NONBLOCK);
+    }
+    return fd;
+}
+
+// True when the timer has not run yet or ran for at least s_retryMs.
+bool due(const QElapsedTimer &timer)
+{
+    return !timer.isValid() || timer.elapsed() >= s_retryMs;
+}
+
 } // namespace
+
+class DPFilePrivate
+{
+public:
+    explicit DPFilePrivate(DPFile *q)
+        : q(q), file(nullptr), problemReported(false), renameReported(false),
+          maxSize(0), maxFiles(1), size(0), regular(false), device(0), inode(0), writeErrno(0)
+    {
+    }
+    ~DPFilePrivate() { close(); }
+
+    // True for the first problem since the file last worked or the settings
+    // were refreshed.
+    bool firstReport()
+    {
+        if (problemReported)
+            return false;
+        problemReported = true;
+        return true;
+    }
+
+    void close()
+    {
+        delete file;
+        file = nullptr;
+    }
+
+    // Closes the file and opens fileName when the destination is active; a
+    // failed open is reported and switches the destination off. Call with
+    // the file lock held for writing and a ReportDeferral alive.
+    void reopen();
+    // False when the file no longer has its name (renamed or deleted).
+    bool hasName();
+    // True when a line of length bytes calls for a rotation first.
+    bool needsRotation(qint64 length) const;
+    // Shifts the old files by one and opens a new, empty file by the name.
+    void rotate();
+    // The text of the report about a write error: the name and the reason.
+    QString writeErrorText() const;
+
+    DPFile *const q;
+    QString fileName;
+    QFile *file;
+    bool problemReported;
+    bool renameReported;
+    qint64 maxSize;
+    int maxFiles;
+    qint64 size;            // bytes in the file, as far as known here
+    bool regular;           // a regular file, which can be rotated
+    dev_t device;           // the open file's identity
+    ino_t inode;
+    int writeErrno;         // errno of the last failed flush
+    QElapsedTimer sinceOpen;
+    QElapsedTimer sinceCheck;
+    QElapsedTimer sinceRotateFailure;
+};
+
+void DPFilePrivate::reopen()
+{
+    close();
+    if (fileName.isEmpty() || !q->isActive())
+        return;
+
+    sinceOpen.start();
+    sinceCheck.start();
+    writeErrno = 0;
+    QString reason;
+    const int fd = openForAppend(QFile::encodeName(fileName));
+    if (fd < 0) {
+        reason = qt_error_string(errno);
+    } else {
+        struct stat st;
+        if (::fstat(fd, &st) == 0) {
+            regular = S_ISREG(st.st_mode);
+            size = regular ? qint64(st.st_size) : 0;
+            device = st.st_dev;
+            inode = st.st_ino;
+        }
+        file = new QFile;
+        // Write-only, not Append: the descriptor appends by itself, while
+        // QFile would seek to the end, which a device or a FIFO refuses with
+        // a warning at every open.
+        if (file->open(fd, QIODevice::WriteOnly, QFile::AutoCloseHandle))
+            return;
+        reason = file->errorString();
+        close();
+        ::close(fd);
+    }
+    toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
+          detail::bytes("void logging::DPFile::setFilename(const QString&)"), detail::bytes("file"))
+        << "Error open log-file:" << fileName << "reason:" << reason;
+    q->setActive(false);
+}
+
+bool DPFilePrivate::hasName()
+{
+    struct stat st;
+    if (::stat(QFile::encodeName(fileName).constData(), &st) != 0)
+        return errno != ENOENT && errno != ENOTDIR;
+    if (st.st_dev != device || st.st_ino != inode)
+        return false;
+    // Another program may have truncated it (logrotate's copytruncate).
+    if (regular)
+        size = st.st_size;
+    return true;
+}
+
+bool DPFilePrivate::needsRotation(qint64 length) const
+{
+    return maxSize > 0 && regular && size > 0 && size + length > maxSize
+        && due(sinceRotateFailure);
+}
+
+void DPFilePrivate::rotate()
+{
+    close();
+    const QByteArray name = QFile::encodeName(fileName);
+    QByteArray failedName;
+    int failedErrno = 0;
+
+    const QByteArray last = name + '.' + QByteArray::number(maxFiles);
+    if (::unlink(last.constData()) != 0 && errno != ENOENT) {
+        failedErrno = errno;
+        failedName = last;
+    }
+    for (int k = maxFiles; k >= 1; --k) {
+        const QByteArray from = k > 1 ? name + '.' + QByteArray::number(k - 1) : name;
+        const QByteArray to = name + '.' + QByteArray::number(k);
+        if (::rename(from.constData(), to.constData()) != 0 && errno != ENOENT && !failedErrno) {
+            failedErrno = errno;
+            failedName = from;
+        }
+    }
+
+    if (failedErrno) {
+        // Writing goes on in the file as it is; the next try comes later.
+        sinceRotateFailure.start();
+        if (!renameReported) {
+            renameReported = true;
+            toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
+                  detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
+                << "Error rotate log-file:" << QFile::decodeName(failedName)
+                << "reason:" << qt_error_string(failedErrno);
+        }
+    } else {
+        renameReported = false;
+        sinceRotateFailure.invalidate();
+    }
+    reopen();
+}
+
+QString DPFilePrivate::writeErrorText() const
+{
+    QString reason = file->errorString();
+    // Qt does not always keep the system's reason; the flush's errno does.
+    if (writeErrno && (reason.isEmpty() || reason == QLatin1String("Unknown error")))
+        reason = qt_error_string(writeErrno);
+    return fileName + QLatin1String(": ") + reason;
+}
 
 DPFile::DPFile(QObject *parent)
     : DestPoint(parent)
-    , file(nullptr)
-    , problemReported(false)
+    , d(new DPFilePrivate(this))
 {
 }
 
 DPFile::~DPFile()
 {
-    delete file;
+    delete d;
 }
 
 const char *DPFile::confName() const
@@ -35,23 +235,53 @@ const char *DPFile::confName() const
     return "file";
 }
 
+qint64 DPFile::parseMaxSize(const QString &text)
+{
+    QString digits = text;
+    qint64 unit = 1;
+    if (digits.endsWith(QLatin1Char('K'))) {
+        unit = 1024;
+        digits.chop(1);
+    } else if (digits.endsWith(QLatin1Char('M'))) {
+        unit = 1024 * 1024;
+        digits.chop(1);
+    }
+    if (digits.isEmpty())
+        return 0;
+    for (int i = 0; i < digits.size(); ++i) {
+        if (digits.at(i) < QLatin1Char('0') || digits.at(i) > QLatin1Char('9'))
+            return 0;
+    }
+    bool ok = false;
+    const qint64 n = digits.toLongLong(&ok, 10);
+    // A size beyond any file is no limit either.
+    if (!ok || n > (Q_INT64_C(1) << 50) / unit)
+        return 0;
+    return n * unit;
+}
+
+int DPFile::parseMaxFiles(const QString &text)
+{
+    bool ok = false;
+    const int n = text.toInt(&ok, 10);
+    return ok && n >= 1 && n <= s_maxFilesLimit ? n : 1;
+}
+
 void DPFile::reloadConfig(Config &config)
 {
     const QString name = config.value(confName(), QLatin1String(s_fileNameKey), QString());
+    const qint64 maxSize = parseMaxSize(config.value(confName(), QLatin1String(s_maxSizeKey), QString()));
+    const int maxFiles = parseMaxFiles(config.value(confName(), QLatin1String(s_maxFilesKey), QString()));
     {
         // A refresh may report each problem once more.
         QWriteLocker locker(&fileLock);
-        problemReported = false;
+        d->problemReported = false;
+        d->renameReported = false;
+        d->sinceRotateFailure.invalidate();
+        d->maxSize = maxSize;
+        d->maxFiles = maxFiles;
     }
     setFilename(name);
-}
-
-bool DPFile::firstReport()
-{
-    if (problemReported)
-        return false;
-    problemReported = true;
-    return true;
 }
 
 void DPFile::setFilename(const QString &name)
@@ -60,23 +290,8 @@ void DPFile::setFilename(const QString &name)
     // refresh, the registry's write lock): deliver it after they are released.
     ReportDeferral deferral;
     QWriteLocker locker(&fileLock);
-
-    delete file;
-    file = nullptr;
-    fileName = name;
-    if (name.isEmpty() || !isActive())
-        return;
-
-    file = new QFile(name);
-    if (file->open(QIODevice::Append))
-        return;
-
-    toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
-          detail::bytes("void logging::DPFile::setFilename(const QString&)"), detail::bytes("file"))
-        << "Error open log-file:" << name << "reason:" << file->errorString();
-    delete file;
-    file = nullptr;
-    setActive(false);
+    d->fileName = name;
+    d->reopen();
 }
 
 void DPFile::outItems()
@@ -90,35 +305,25 @@ void DPFile::outItems()
     if (!isActive())
         return;
 
-    bool problem = false;
-    bool report = false;
-    QString problemText;
-    QString name;
-    {
-        QWriteLocker locker(&fileLock);
-        if (!file) {
-            problem = true;
-            problemText = QLatin1String(s_noFileText);
-        } else if (file->error() != QFile::NoError) {
-            problem = true;
-            problemText = file->errorString();
-        }
-        if (problem) {
-            report = firstReport();
-            name = fileName;
-        }
-    }
-    if (problem) {
-        if (report) {
+    QWriteLocker locker(&fileLock);
+    if (!d->file || d->file->error() != QFile::NoError) {
+        if (d->firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
                   detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
-                << problemText;
+                << (d->file ? d->writeErrorText() : QString::fromLatin1(s_noFileText));
         }
-        setFilename(name);
+        // A failing device would otherwise be reopened at every drain.
+        if (due(d->sinceOpen))
+            d->reopen();
+        else
+            d->close();
+    } else if (due(d->sinceCheck)) {
+        d->sinceCheck.start();
+        if (!d->hasName())
+            d->reopen();
     }
 
-    QWriteLocker locker(&fileLock);
-    if (!file) {
+    if (!d->file) {
         // Nowhere to write: drop the records so the queue cannot grow without bound.
         while (takeFirstLogRecord()) {
         }
@@ -127,18 +332,29 @@ void DPFile::outItems()
     bool wrote = false;
     while (const QSharedPointer<LogRecord> record = takeFirstLogRecord()) {
         wrote = true;
-        if (file->error() != QFile::NoError && firstReport()) {
+        if (d->file->error() != QFile::NoError && d->firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
                   detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
-                << file->errorString();
+                << d->writeErrorText();
         }
-        file->write(formatter().format(*record));
-        file->write("\n", 1);
+        const QByteArray text = formatter().format(*record);
+        if (d->needsRotation(text.size() + 1)) {
+            d->rotate();
+            if (!d->file) {
+                while (takeFirstLogRecord()) {
+                }
+                return;
+            }
+        }
+        d->file->write(text);
+        d->file->write("\n", 1);
+        d->size += text.size() + 1;
     }
-    file->flush();
+    if (!d->file->flush())
+        d->writeErrno = errno;
     // Only records that reached the file show that it works again.
-    if (wrote && file->error() == QFile::NoError)
-        problemReported = false;
+    if (wrote && d->file->error() == QFile::NoError)
+        d->problemReported = false;
 }
 
 } // namespace logging

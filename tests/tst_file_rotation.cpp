@@ -1,0 +1,204 @@
+#include "testsupport.h"
+
+#include <logging/config.h>
+#include <logging/dp_file.h>
+
+#include <QtCore/QDir>
+
+#include <stdlib.h>
+
+using namespace logging;
+
+// The file destination on its own: rotation by size and following the file
+// by its name. Its reports go to Qt's output, as before start-up.
+class TestFileRotation : public QObject
+{
+    Q_OBJECT
+
+    QString dirPath;
+    DPFile *dest;
+
+    QString path(const QString &name) const { return dirPath + QLatin1Char('/') + name; }
+
+    // Applies the section "file" (with "#mf" lines: the message only).
+    void configure(const QByteArray &keys)
+    {
+        writeFile(path("log.conf"), "active = file\n[file]\nformat = #mf\nfilename = "
+                  + QFile::encodeName(path("app.log")) + "\n" + keys);
+        Config(path("log.conf"), false).refresh();
+    }
+
+    void log(const QByteArray &message)
+    {
+        dest->insertLogRecord(QSharedPointer<LogRecord>(
+            new LogRecord(record(Info, QDateTime::currentDateTime(), "app", message))));
+        dest->outItems();
+    }
+
+    QStringList files() const
+    {
+        return QDir(dirPath).entryList(QStringList() << "app.log*", QDir::Files, QDir::Name);
+    }
+
+    int reports(const char *fragment) const
+    {
+        int n = 0;
+        const QList<QByteArray> texts = MessageCapture::take();
+        for (int i = 0; i < texts.size(); ++i)
+            n += texts.at(i).contains(fragment) ? 1 : 0;
+        return n;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QByteArray name = QFile::encodeName(QDir::tempPath() + "/qtlog-rotation-XXXXXX");
+        QVERIFY(mkdtemp(name.data()));
+        dirPath = QFile::decodeName(name);
+        MessageCapture::install();
+    }
+
+    void init()
+    {
+        QDir dir(dirPath);
+        const QStringList entries = dir.entryList(QDir::Files);
+        for (int i = 0; i < entries.size(); ++i)
+            dir.remove(entries.at(i));
+        dest = new DPFile;
+        MessageCapture::take();
+    }
+
+    void cleanup() { delete dest; }
+
+    void cleanupTestCase()
+    {
+        init();
+        delete dest;
+        QDir(dirPath).rmdir(path("app.log.1"));
+        QDir().rmdir(dirPath);
+    }
+
+    void parseKeys_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<qint64>("maxSize");
+        QTest::addColumn<int>("maxFiles");
+        QTest::newRow("empty") << "" << Q_INT64_C(0) << 1;
+        QTest::newRow("plain") << "3" << Q_INT64_C(3) << 3;
+        QTest::newRow("K") << "512K" << Q_INT64_C(524288) << 1;
+        QTest::newRow("M") << "2M" << Q_INT64_C(2097152) << 1;
+        QTest::newRow("limits") << "99" << Q_INT64_C(99) << 99;
+        QTest::newRow("too many") << "100" << Q_INT64_C(100) << 1;
+        QTest::newRow("zero") << "0" << Q_INT64_C(0) << 1;
+        QTest::newRow("sign") << "-5" << Q_INT64_C(0) << 1;
+        QTest::newRow("lower case unit") << "4k" << Q_INT64_C(0) << 1;
+        QTest::newRow("unit only") << "K" << Q_INT64_C(0) << 1;
+        QTest::newRow("blank inside") << "5 K" << Q_INT64_C(0) << 1;
+        QTest::newRow("beyond any file") << "99999999999999999999M" << Q_INT64_C(0) << 1;
+        QTest::newRow("words") << "ten" << Q_INT64_C(0) << 1;
+    }
+
+    void parseKeys()
+    {
+        QFETCH(QString, text);
+        QFETCH(qint64, maxSize);
+        QFETCH(int, maxFiles);
+        QCOMPARE(DPFile::parseMaxSize(text), maxSize);
+        QCOMPARE(DPFile::parseMaxFiles(text), maxFiles);
+    }
+
+    void rotation_data()
+    {
+        QTest::addColumn<QByteArray>("keys");
+        QTest::addColumn<QByteArray>("messages");   // one record per word
+        QTest::addColumn<QStringList>("expected");  // app.log, app.log.1, ...
+
+        QTest::newRow("no limit") << QByteArray("") << QByteArray("aaaa bbbb cccc")
+                                  << (QStringList() << "aaaa\nbbbb\ncccc\n");
+        // 5 + 5 bytes make exactly 10: no rotation yet.
+        QTest::newRow("exactly max_size") << QByteArray("max_size = 10\n") << QByteArray("aaaa bbbb")
+                                          << (QStringList() << "aaaa\nbbbb\n");
+        QTest::newRow("one byte more") << QByteArray("max_size = 10\n") << QByteArray("aaaa bbbb c")
+                                       << (QStringList() << "c\n" << "aaaa\nbbbb\n");
+        QTest::newRow("oversized record") << QByteArray("max_size = 10\n") << QByteArray("aa 0123456789ABC b")
+                                          << (QStringList() << "b\n" << "0123456789ABC\n");
+        QTest::newRow("oversized first") << QByteArray("max_size = 10\n") << QByteArray("0123456789ABC b")
+                                         << (QStringList() << "b\n" << "0123456789ABC\n");
+        QTest::newRow("several files") << QByteArray("max_size = 4\nmax_files = 3\n")
+                                       << QByteArray("aaa bbb ccc ddd eee fff")
+                                       << (QStringList() << "fff\n" << "eee\n" << "ddd\n" << "ccc\n");
+        QTest::newRow("max_files out of range") << QByteArray("max_size = 4\nmax_files = 100\n")
+                                                << QByteArray("aaa bbb ccc")
+                                                << (QStringList() << "ccc\n" << "bbb\n");
+        QTest::newRow("no number") << QByteArray("max_size = 4 K\n") << QByteArray("aaa bbb ccc")
+                                   << (QStringList() << "aaa\nbbb\nccc\n");
+    }
+
+    void rotation()
+    {
+        QFETCH(QByteArray, keys);
+        QFETCH(QByteArray, messages);
+        QFETCH(QStringList, expected);
+        configure(keys);
+        const QList<QByteArray> words = messages.split(' ');
+        for (int i = 0; i < words.size(); ++i)
+            log(words.at(i));
+        QStringList names;
+        for (int i = 0; i < expected.size(); ++i) {
+            names << (i ? QString("app.log.%1").arg(i) : QString("app.log"));
+            QCOMPARE(QString::fromLatin1(readFile(path(names.last()))), expected.at(i));
+        }
+        QCOMPARE(files(), names);
+        QCOMPARE(MessageCapture::take(), QList<QByteArray>());
+    }
+
+    void existingFileCounts()
+    {
+        writeFile(path("app.log"), "12345678\n");
+        configure("max_size = 10\n");
+        log("a");
+        QCOMPARE(readFile(path("app.log")), QByteArray("a\n"));
+        QCOMPARE(readFile(path("app.log.1")), QByteArray("12345678\n"));
+    }
+
+    void failedRenameReportedOnce()
+    {
+        // app.log.1 is a directory that is not empty: the rename fails.
+        QVERIFY(QDir().mkpath(path("app.log.1/x")));
+        configure("max_size = 4\n");
+        for (int i = 0; i < 5; ++i)
+            log("rec");
+        QVERIFY(QDir().rmdir(path("app.log.1/x")));
+        QCOMPARE(readFile(path("app.log")), QByteArray("rec\nrec\nrec\nrec\nrec\n"));
+        QCOMPARE(reports("Error rotate log-file: \""), 1);
+    }
+
+    void followsName_data()
+    {
+        QTest::addColumn<bool>("deleted");
+        QTest::newRow("renamed") << false;
+        QTest::newRow("deleted") << true;
+    }
+
+    void followsName()
+    {
+        QFETCH(bool, deleted);
+        configure("");
+        log("one");
+        if (deleted)
+            QVERIFY(QFile::remove(path("app.log")));
+        else
+            QVERIFY(QFile::rename(path("app.log"), path("app.log.old")));
+        log("two");     // still into the old file
+        QTest::qWait(1100);
+        log("three");
+        QCOMPARE(readFile(path("app.log")), QByteArray("three\n"));
+        if (!deleted)
+            QCOMPARE(readFile(path("app.log.old")), QByteArray("one\ntwo\n"));
+        QCOMPARE(MessageCapture::take(), QList<QByteArray>());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFileRotation)
+
+#include "tst_file_rotation.moc"
