@@ -5,8 +5,6 @@
 
 #include <QtCore/QDir>
 
-#include <stdlib.h>
-
 using namespace logging;
 
 // The file destination on its own: rotation by size and following the file
@@ -15,10 +13,10 @@ class TestFileRotation : public QObject
 {
     Q_OBJECT
 
-    QString dirPath;
+    TempDir dir;
     DPFile *dest;
 
-    QString path(const QString &name) const { return dirPath + QLatin1Char('/') + name; }
+    QString path(const QString &name) const { return dir.file(name); }
 
     // Applies the section "file" (with "#mf" lines: the message only).
     void configure(const QByteArray &keys)
@@ -37,7 +35,7 @@ class TestFileRotation : public QObject
 
     QStringList files() const
     {
-        return QDir(dirPath).entryList(QStringList() << "app.log*", QDir::Files, QDir::Name);
+        return QDir(dir.path()).entryList(QStringList() << "app.log*", QDir::Files, QDir::Name);
     }
 
     int reports(const char *fragment) const
@@ -50,33 +48,18 @@ class TestFileRotation : public QObject
     }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        QByteArray name = QFile::encodeName(QDir::tempPath() + "/qtlog-rotation-XXXXXX");
-        QVERIFY(mkdtemp(name.data()));
-        dirPath = QFile::decodeName(name);
-        MessageCapture::install();
-    }
+    void initTestCase() { MessageCapture::install(); }
 
     void init()
     {
-        QDir dir(dirPath);
-        const QStringList entries = dir.entryList(QDir::Files);
+        const QStringList entries = QDir(dir.path()).entryList(QDir::Files);
         for (int i = 0; i < entries.size(); ++i)
-            dir.remove(entries.at(i));
+            QFile::remove(path(entries.at(i)));
         dest = new DPFile;
         MessageCapture::take();
     }
 
     void cleanup() { delete dest; }
-
-    void cleanupTestCase()
-    {
-        init();
-        delete dest;
-        QDir(dirPath).rmdir(path("app.log.1"));
-        QDir().rmdir(dirPath);
-    }
 
     void parseKeys_data()
     {
