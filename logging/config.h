@@ -4,6 +4,7 @@
 #include <logging/qtlog_global.h>
 
 #include <QtCore/QHash>
+#include <QtCore/QList>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QScopedPointer>
 #include <QtCore/QString>
@@ -41,6 +42,10 @@ public:
     // destination: the "active" list, then each one's formats, filter and
     // own settings.
     void refresh();
+
+    // A Config without a file whose look-ups answer as this one's do now.
+    // The caller owns it.
+    Config *snapshot() const;
 
     // key in dest's section, else in the global section, else defaultValue.
     // A key present with an empty value counts as set. A null dest reads the
@@ -83,13 +88,32 @@ private:
 class QTLOG_EXPORT Config::Settings
 {
 public:
+    // One line of the file as the parser classified it.
+    struct Line
+    {
+        enum Kind { Blank, Comment, Header, KeyValue, Malformed };
+
+        int number;         // physical line number, from 1
+        Kind kind;
+        QString text;       // the line, trimmed
+        QString section;    // the section it belongs to (a header: the new one)
+        QString key;        // KeyValue: the key name as stored
+        QString value;      // KeyValue: the value as stored
+    };
+
     explicit Settings(const QString &fileName);
+    // Parses the same way, but hands every line to lines (when not null)
+    // instead of reporting malformed ones.
+    Settings(const QString &fileName, QList<Line> *lines);
 
     QString value(const QString &section, const QString &key, const QString &defaultValue) const;
     QStringList keys(const QString &section) const;
 
 private:
     Q_DISABLE_COPY(Settings)
+    friend class Config;
+
+    void parse(const QString &fileName, QList<Line> *lines);
 
     QHash<QString, QHash<QString, QString> > sections;
     mutable QReadWriteLock lock;

@@ -9,6 +9,7 @@
 #include <QtCore/QMutex>
 #include <QtCore/QObject>
 #include <QtCore/QReadWriteLock>
+#include <QtCore/QScopedPointer>
 #include <QtCore/QSharedPointer>
 #include <QtCore/QStringList>
 
@@ -104,8 +105,12 @@ public:
     // and deactivates the others.
     void setActiveDestPoints(const QStringList &names);
     // Applies config: the "active" list, then each destination's formats,
-    // filter and own settings.
+    // filter and own settings. The registry keeps a copy of what it applied.
     void refreshConfig(Config &config);
+    // Applies the settings of the last refreshConfig() to destination alone,
+    // if there was one. A destination made after start-up calls it at the
+    // end of its constructor, so that it never writes with the defaults.
+    void applyCurrentConfig(DestPoint *destination);
 
 Q_SIGNALS:
     void startActive();
@@ -113,8 +118,12 @@ Q_SIGNALS:
 private:
     Q_DISABLE_COPY(AllDestPointsManager)
 
+    // Applies config's settings to one destination; lock held by the caller.
+    static void configure(DestPoint *destination, Config &config);
+
     QReadWriteLock lock;
     QList<DestPoint *> destinations;
+    QScopedPointer<Config> applied;     // a copy of the settings last applied
 };
 
 } // namespace logging

@@ -16,7 +16,8 @@ class QTLOG_EXPORT DPBuffer : public DestPoint
     Q_OBJECT
 
 public:
-    // 200 lines; Debug level and below until the settings are applied.
+    // 200 lines. Takes the settings in force (section "gui_buffer") at once;
+    // made before the first refresh, Debug level and below until then.
     explicit DPBuffer(QObject *parent = nullptr);
     ~DPBuffer() override;
 

@@ -5,6 +5,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
+#include <QtCore/QList>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QScopedPointer>
 
@@ -46,8 +47,14 @@ public:
     // abbreviated time depends on the record formatted before.
     QByteArray format(const LogRecord &record);
 
-    // Parses config into items, replacing what items held.
-    static void configStringToItems(Items &items, const QByteArray &config);
+    // Parses config into items, replacing what items held. When unknown is
+    // not null, it receives the position of every '#' that starts no item
+    // (at the end, or before a letter that is no item) and was dropped.
+    static void configStringToItems(Items &items, const QByteArray &config,
+                                    QList<int> *unknown = 0);
+
+    // The built-in format, for Trace records or for all others.
+    static QByteArray builtinFormat(bool trace);
 
 private:
     Q_DISABLE_COPY(LogRecordFormater)

@@ -48,6 +48,16 @@ QStringList splitAtBlanks(const QString &text)
 
 Config::Settings::Settings(const QString &fileName)
 {
+    parse(fileName, nullptr);
+}
+
+Config::Settings::Settings(const QString &fileName, QList<Line> *lines)
+{
+    parse(fileName, lines);
+}
+
+void Config::Settings::parse(const QString &fileName, QList<Line> *lines)
+{
     // A bad line is reported while the lock is held: hold the reports back
     // until it is released.
     ReportDeferral deferral;
@@ -72,19 +82,32 @@ Config::Settings::Settings(const QString &fileName)
         const QString line = QString::fromUtf8(raw.constData(), raw.size()).trimmed();
         ++lineNumber;
 
-        if (line.isEmpty() || comment.matches(line))
-            continue;
-        if (header.matches(line)) {
+        Line parsed;
+        parsed.number = lineNumber;
+        parsed.text = line;
+        if (line.isEmpty() || comment.matches(line)) {
+            parsed.kind = line.isEmpty() ? Line::Blank : Line::Comment;
+        } else if (header.matches(line)) {
             section = line.mid(1, line.size() - 2).trimmed();
-            continue;
-        }
-        if (keyLine.matches(line)) {
+            parsed.kind = Line::Header;
+        } else if (keyLine.matches(line)) {
             // The character just before '=' is dropped from the name; the
             // format has always worked that way and files rely on it.
             const int eq = line.indexOf(QLatin1Char('='));
-            sections[section].insert(line.left(eq - 1).trimmed(), line.mid(eq + 1).trimmed());
+            parsed.kind = Line::KeyValue;
+            parsed.key = line.left(eq - 1).trimmed();
+            parsed.value = line.mid(eq + 1).trimmed();
+            sections[section].insert(parsed.key, parsed.value);
+        } else {
+            parsed.kind = Line::Malformed;
+        }
+        parsed.section = section;
+        if (lines) {
+            lines->append(parsed);
             continue;
         }
+        if (parsed.kind != Line::Malformed)
+            continue;
         toLog(Debug, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
               detail::bytes("logging::Config::Settings::Settings(const QString&)"),
               detail::bytes("conf"))
@@ -155,6 +178,19 @@ void Config::refresh()
     freeFile();
     DestPoint::allDestPointManager()->refreshConfig(*this);
     freeFile();
+}
+
+Config *Config::snapshot() const
+{
+    Config *copy = new Config(QString(), false);
+    Settings *parsed = new Settings(QString());
+    {
+        const Settings *source = file();
+        QReadLocker locker(&source->lock);
+        parsed->sections = source->sections;
+    }
+    copy->settings.reset(parsed);
+    return copy;
 }
 
 QString Config::value(const char *dest, const QString &key, const QString &defaultValue) const

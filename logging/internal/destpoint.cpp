@@ -148,12 +148,30 @@ void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
 
     QWriteLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
-    for (DestPoint *destination : list) {
-        const char *name = destination->confName();
-        destination->formatter().reloadConfig(config, name);
-        destination->filter().reloadConfig(config, name);
-        destination->reloadConfig(config);
-    }
+    for (DestPoint *destination : list)
+        configure(destination, config);
+    // Destinations made later start from these settings too.
+    applied.reset(config.snapshot());
+}
+
+void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *destination)
+{
+    ReportDeferral deferral;
+    // Several destinations may join at once; a refresh waits for them.
+    QReadLocker locker(&lock);
+    if (!applied || !destinations.contains(destination))
+        return;
+    destination->setActive(applied->active().contains(
+        QString::fromLatin1(destination->confName()), Qt::CaseSensitive));
+    configure(destination, *applied);
+}
+
+void DestPoint::AllDestPointsManager::configure(DestPoint *destination, Config &config)
+{
+    const char *name = destination->confName();
+    destination->formatter().reloadConfig(config, name);
+    destination->filter().reloadConfig(config, name);
+    destination->reloadConfig(config);
 }
 
 } // namespace logging

@@ -11,6 +11,9 @@ DPBuffer::DPBuffer(QObject *parent)
     setAlwaysActive();
     filter().setLevel(Debug);
     filter().setDeny(QVector<QString>());
+    // Made after start-up, as a window usually is: take the settings in
+    // force now rather than wait for the next change of the file.
+    allDestPointManager()->applyCurrentConfig(this);
 }
 
 DPBuffer::~DPBuffer()

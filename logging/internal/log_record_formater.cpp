@@ -299,7 +299,13 @@ void LogRecordFormater::reloadConfig(Config &config, const char *section)
     configStringToItems(*traceItems, formatText(config.outTraceFormat(section), defaultTraceFormat));
 }
 
-void LogRecordFormater::configStringToItems(Items &items, const QByteArray &config)
+QByteArray LogRecordFormater::builtinFormat(bool trace)
+{
+    return QByteArray(trace ? defaultTraceFormat : defaultFormat);
+}
+
+void LogRecordFormater::configStringToItems(Items &items, const QByteArray &config,
+                                            QList<int> *unknown)
 {
     ByteArray2CharStream in(config);
     QList<FormatItem *> list;
@@ -310,6 +316,7 @@ void LogRecordFormater::configStringToItems(Items &items, const QByteArray &conf
             list.append(text);
             continue;
         }
+        const int hash = in.pos;
         in.next();
         FormatItem *item = nullptr;
         switch (in.peek()) {
@@ -319,8 +326,11 @@ void LogRecordFormater::configStringToItems(Items &items, const QByteArray &conf
         case 'c': item = new FItemCallPos; break;
         default: break;     // '#' at the end, or before a non-item letter: dropped
         }
-        if (!item)
+        if (!item) {
+            if (unknown)
+                unknown->append(hash);
             continue;
+        }
         in.next();
         item->read(in);
         list.append(item);
