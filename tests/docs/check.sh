@@ -1,0 +1,113 @@
+#!/bin/sh
+# Checks the fenced blocks of README.md and docs/*.md against the installed
+# package, so that the documentation cannot drift from the code.
+#
+#     check.sh SOURCE_DIR BUILD_DIR WORK_DIR CXX CXX_STD EMULATOR
+#
+# The convention, for whoever writes documentation:
+#   ```cpp     a complete program: it is compiled against the installed
+#              package (pkg-config qtlog; no moc, so no Q_OBJECT), run in an
+#              empty directory with a time limit, and must exit with status 0
+#              by itself.
+#   ```ini     a settings file: `qtlog-conf` must find no warnings in it.
+#   ```output  right after a cpp or ini block (the next fenced block, prose
+#              between is fine): what the program prints (standard output and
+#              error together), or what qtlog-conf reports on the settings.
+#              Each line must appear in that order among the lines printed,
+#              other lines may come between. Runs of blanks count as one
+#              blank, leading and trailing blanks are ignored, and "..."
+#              stands for any text (a time, say).
+#   ```sh, ```text and others are not checked.
+# Fences start at the beginning of a line.
+set -eu
+src="$1"
+build="$2"
+work="$3"
+cxx="$4"
+std="$5"
+run="$6"
+
+rm -rf "$work"
+mkdir -p "$work/blocks"
+prefix="$work/prefix"
+cmake --install "$build" --prefix "$prefix" >/dev/null
+libdir="$(dirname "$(find "$prefix" -name 'libqtlog.so' | head -n 1)")"
+export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+export PKG_CONFIG_PATH="$libdir/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
+checker="$prefix/bin/qtlog-conf"
+flags="$(pkg-config --cflags --libs qtlog)"
+
+# Every fenced block becomes blocks/N.LANG; the index lists "N LANG FILE:LINE".
+for md in "$src/README.md" "$src"/docs/*.md; do
+    [ -f "$md" ] || continue
+    awk -v dir="$work/blocks" -v name="${md#"$src"/}" -v first="$(ls "$work/blocks" | wc -l)" '
+        BEGIN { n = first }
+        /^```/ && !inside { lang = substr($0, 4); gsub(/[ \t]/, "", lang); if (lang == "") lang = "none"
+                            n++; inside = 1; file = dir "/" n "." lang
+                            printf "" > file
+                            print n, lang, name ":" NR >> (dir "/../index"); next }
+        /^```/ && inside  { inside = 0; close(file); next }
+        inside            { print >> file }
+    ' "$md"
+done
+
+# matches OUTPUT EXPECTED: the expected lines appear in order in OUTPUT.
+matches() {
+    awk '
+        function norm(s) { gsub(/[ \t\r]+/, " ", s); sub(/^ /, "", s); sub(/ $/, "", s); return s }
+        function fits(line, pat,   n, parts, i, pos, p, rest, last) {
+            n = split(pat, parts, /\.\.\./)
+            if (n == 1) return line == pat
+            if (substr(line, 1, length(parts[1])) != parts[1]) return 0
+            pos = length(parts[1]) + 1
+            for (i = 2; i < n; i++) {
+                p = index(substr(line, pos), parts[i])
+                if (!p) return 0
+                pos += p - 1 + length(parts[i])
+            }
+            rest = substr(line, pos); last = parts[n]
+            return length(rest) >= length(last) && substr(rest, length(rest) - length(last) + 1) == last
+        }
+        FNR == NR { want[++wanted] = norm($0); next }
+        next_ <= wanted && fits(norm($0), want[next_ ? next_ : 1]) { next_ = (next_ ? next_ : 1) + 1 }
+        END { if (!wanted) exit 0
+              got = next_ ? next_ - 1 : 0
+              if (got < wanted) { print "missing: " want[got + 1]; exit 1 } }
+    ' "$2" "$1"
+}
+
+failed=0
+checked=0
+while read -r n lang where; do
+    case "$lang" in cpp|ini) ;; *) continue ;; esac
+    expected=""
+    nextlang="$(awk -v n="$((n + 1))" '$1 == n { print $2 }' "$work/index")"
+    [ "$nextlang" = output ] && expected="$work/blocks/$((n + 1)).output"
+    dir="$work/run-$n"
+    mkdir -p "$dir"
+    ok=yes
+    if [ "$lang" = cpp ]; then
+        # shellcheck disable=SC2086
+        if ! $cxx -std="$std" -fPIC "$work/blocks/$n.cpp" -o "$dir/program" $flags 2>"$dir/out"; then
+            ok=no
+        elif ! (cd "$dir" && timeout 30 $run ./program >"$dir/out" 2>&1); then
+            echo "exit status $? (124: did not exit within 30 s)" >>"$dir/out"
+            ok=no
+        fi
+    else
+        cp "$work/blocks/$n.ini" "$dir/log.conf"
+        (cd "$dir" && $run "$checker" log.conf >"$dir/out" 2>&1) || ok=no
+    fi
+    if [ "$ok" = yes ] && [ -n "$expected" ] && ! matches "$dir/out" "$expected" >"$dir/why"; then
+        cat "$dir/why" >>"$dir/out"
+        ok=no
+    fi
+    checked=$((checked + 1))
+    if [ "$ok" = no ]; then
+        failed=$((failed + 1))
+        echo "FAILED: the $lang block at $where"
+        sed 's/^/    /' "$dir/out"
+    fi
+done <"$work/index"
+echo "$checked blocks checked, $failed failed"
+[ "$failed" -eq 0 ]
