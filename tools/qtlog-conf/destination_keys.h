@@ -16,6 +16,8 @@ struct DestinationKey
 
 static const DestinationKey s_destinationKeys[] = {
     { "file", "filename", "", "no file is written" },
+    { "file", "max_size", "", "the file only grows" },
+    { "file", "max_files", "1", "" },
 };
 
 #endif // QTLOG_CONF_DESTINATION_KEYS_H
