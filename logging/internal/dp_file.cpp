@@ -125,6 +125,8 @@ void DPFilePrivate::reopen()
     sinceOpen.start();
     sinceCheck.start();
     writeErrno = 0;
+    regular = false;
+    size = 0;
     QString reason;
     const int fd = openForAppend(QFile::encodeName(fileName));
     if (fd < 0) {
