@@ -46,6 +46,9 @@ private Q_SLOTS:
             << 1 << (QStringList() << ":1: warning: \"active\" names no destination \"consol\""
                      << ":3: warning: unknown key \"file\" in [file]"
                      << ":4: warning: unknown section [sound]" << "3 warnings");
+        QTest::newRow("rotation values") << QByteArray("[file]\nmax_size = 10 MB\nmax_files = 0\n")
+            << 1 << (QStringList() << ":2: warning: the value \"10 MB\" of \"max_size\" is not understood"
+                     << ":3: warning: the value \"0\" of \"max_files\"" << "2 warnings");
         QTest::newRow("malformed line") << QByteArray("level = 3\nthis is no setting\n")
             << 1 << (QStringList() << ":2: warning: not a setting" << "this is no setting"
                      << "filename = (no file is written) by default");

@@ -197,6 +197,13 @@ void Checker::checkKey(const Config::Settings::Line &line)
     }
     if (isFormat)
         checkFormat(line);
+    for (size_t i = 0; i < sizeof(s_destinationKeys) / sizeof(s_destinationKeys[0]); ++i) {
+        const DestinationKey &known = s_destinationKeys[i];
+        if (key == QLatin1String(known.key) && known.understood && !comment
+            && !known.understood(value))
+            warn(line, QString::fromLatin1("the value \"%1\" of \"%2\" is not understood: "
+                                           "the default is used").arg(value, key));
+    }
 }
 
 void Checker::checkFormat(const Config::Settings::Line &line)

@@ -5,19 +5,27 @@
 // has ("level", "allow", "deny", "format", "trace_format"): one line per key,
 // with the value the destination uses when the key is set nowhere and what
 // that default means. Like the common keys, they fall back to the global
-// section.
+// section. A value that the destination does not understand gets a warning.
+#include <logging/dp_file.h>
+
+#include <QtCore/QString>
+
 struct DestinationKey
 {
     const char *section;
     const char *key;
     const char *defaultValue;
     const char *defaultMeaning;     // shown after the default; may be empty
+    bool (*understood)(const QString &value);   // null: every value is
 };
 
+inline bool isMaxSize(const QString &v) { return v == QLatin1String("0") || logging::DPFile::parseMaxSize(v) > 0; }
+inline bool isMaxFiles(const QString &v) { return v == QLatin1String("1") || logging::DPFile::parseMaxFiles(v) != 1; }
+
 static const DestinationKey s_destinationKeys[] = {
-    { "file", "filename", "", "no file is written" },
-    { "file", "max_size", "", "the file only grows" },
-    { "file", "max_files", "1", "" },
+    { "file", "filename", "", "no file is written", 0 },
+    { "file", "max_size", "", "the file only grows", isMaxSize },
+    { "file", "max_files", "1", "", isMaxFiles },
 };
 
 #endif // QTLOG_CONF_DESTINATION_KEYS_H
