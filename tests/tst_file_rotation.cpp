@@ -151,33 +151,41 @@ private Q_SLOTS:
         configure("max_size = 4\n");
         for (int i = 0; i < 5; ++i)
             log("rec");
-        QVERIFY(QDir().rmdir(path("app.log.1/x")));
+        QVERIFY(QDir().rmdir(path("app.log.1/x")) && QDir().rmdir(path("app.log.1")));
         QCOMPARE(readFile(path("app.log")), QByteArray("rec\nrec\nrec\nrec\nrec\n"));
         QCOMPARE(reports("Error rotate log-file: \""), 1);
     }
 
     void followsName_data()
     {
-        QTest::addColumn<bool>("deleted");
-        QTest::newRow("renamed") << false;
-        QTest::newRow("deleted") << true;
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QByteArray>("current");
+        QTest::addColumn<QByteArray>("old");     // app.log.old
+        QTest::newRow("renamed") << "rename" << QByteArray("three\n") << QByteArray("one\ntwo\n");
+        QTest::newRow("deleted") << "delete" << QByteArray("three\n") << QByteArray();
+        // As logrotate's copytruncate does: the same file goes on, and its
+        // size is taken anew (else "three" would start a rotation).
+        QTest::newRow("truncated") << "truncate" << QByteArray("two\nthree\n") << QByteArray();
     }
 
     void followsName()
     {
-        QFETCH(bool, deleted);
-        configure("");
+        QFETCH(QString, action);
+        QFETCH(QByteArray, current);
+        QFETCH(QByteArray, old);
+        configure("max_size = 12\n");
         log("one");
-        if (deleted)
+        if (action == "delete")
             QVERIFY(QFile::remove(path("app.log")));
-        else
+        else if (action == "rename")
             QVERIFY(QFile::rename(path("app.log"), path("app.log.old")));
-        log("two");     // still into the old file
+        else
+            QVERIFY(QFile::resize(path("app.log"), 0));
+        log("two");     // still into the file as it was opened
         QTest::qWait(1100);
         log("three");
-        QCOMPARE(readFile(path("app.log")), QByteArray("three\n"));
-        if (!deleted)
-            QCOMPARE(readFile(path("app.log.old")), QByteArray("one\ntwo\n"));
+        QCOMPARE(readFile(path("app.log")), current);
+        QCOMPARE(readFile(path("app.log.old")), old);
         QCOMPARE(MessageCapture::take(), QList<QByteArray>());
     }
 };
