@@ -17,23 +17,35 @@ skip() {
     exit 77
 }
 
+# Removes the work directory; never through a /dev still mounted on it.
+clean() {
+    if [ -d "$work/hostdev" ] && ! rmdir "$work/hostdev"; then
+        echo "$work/hostdev is not empty; left in place"
+        return
+    fi
+    rm -rf "$work"
+}
+
 if [ "${3:-}" != inner ]; then
     [ "$(id -u)" -eq 0 ] || skip "needs root for a private /dev/log in a mount namespace"
     command -v unshare >/dev/null 2>&1 || skip "no unshare (util-linux)"
     [ -x /usr/sbin/rsyslogd ] || skip "no /usr/sbin/rsyslogd (Debian package rsyslog)"
-    rm -rf "$work"
+    clean
     mkdir -p "$work/hostdev"
     unshare --mount --propagation private --pid --fork --kill-child \
         sh "$0" "$client" "$work" inner || true
     # The inner run writes its verdict as soon as it runs: without one, the
     # namespaces could not be made.
-    [ -f "$work/result" ] || skip "cannot make a mount and PID namespace here"
-    rc=$(cat "$work/result")
-    rm -rf "$work"
+    rc=$(cat "$work/result" 2>/dev/null || echo none)
+    clean
+    case "$rc" in
+        none) skip "cannot make a mount and PID namespace here" ;;
+        77) skip "cannot mount a private /dev here" ;;
+    esac
     exit "$rc"
 fi
 
-echo 1 > "$work/result"
+echo 77 > "$work/result"
 
 # A private /dev with the few devices that the daemon and the client use.
 mount --rbind /dev "$work/hostdev"
@@ -43,6 +55,7 @@ for node in null zero full random urandom; do
     mount --bind "$work/hostdev/$node" "/dev/$node"
 done
 ln -s /proc/self/fd /dev/fd
+echo 1 > "$work/result"
 
 cat > "$work/rsyslog.conf" <<CONF
 global(workDirectory="$work")
