@@ -5,6 +5,7 @@
 #include <logging/log_record.h>
 #include <logging/log_record_formater.h>
 
+#include <QtCore/QAtomicInt>
 #include <QtCore/QList>
 #include <QtCore/QMutex>
 #include <QtCore/QObject>
@@ -12,8 +13,6 @@
 #include <QtCore/QScopedPointer>
 #include <QtCore/QSharedPointer>
 #include <QtCore/QStringList>
-
-#include <atomic>
 
 namespace logging {
 
@@ -33,8 +32,8 @@ class QTLOG_EXPORT DestPoint : public QObject
 public:
     class AllDestPointsManager;
 
-    explicit DestPoint(QObject *parent = nullptr);
-    ~DestPoint() override;
+    explicit DestPoint(QObject *parent = 0);
+    ~DestPoint() QTLOG_OVERRIDE;
 
     // The process-wide registry, created on first use. After it has been
     // deleted, the next call creates a fresh, empty one.
@@ -44,7 +43,7 @@ public:
     // "active" list.
     virtual const char *confName() const = 0;
 
-    bool isActive() const { return active.load(std::memory_order_relaxed); }
+    bool isActive() const;
     // Connects to (or disconnects from) the registry's startActive() signal.
     // Does nothing for an always-active destination.
     void setActive(bool on);
@@ -73,7 +72,7 @@ private:
     Q_DISABLE_COPY(DestPoint)
 
     QMutex activeMutex;     // serialises setActive()
-    std::atomic<bool> active;
+    QAtomicInt active;      // read without the mutex, from any thread
     bool alwaysActive;
     FilterLogRecords filterRecords;
     LogRecordFormater formater;
@@ -92,7 +91,7 @@ class QTLOG_EXPORT DestPoint::AllDestPointsManager : public QObject
 
 public:
     AllDestPointsManager();
-    ~AllDestPointsManager() override;
+    ~AllDestPointsManager() QTLOG_OVERRIDE;
 
     void addDestPoint(DestPoint *destination);
     // Removes every entry of destination.

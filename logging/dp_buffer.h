@@ -18,12 +18,12 @@ class QTLOG_EXPORT DPBuffer : public DestPoint
 public:
     // 200 lines. Takes the settings in force (section "gui_buffer") at once;
     // made before the first refresh, Debug level and below until then.
-    explicit DPBuffer(QObject *parent = nullptr);
-    ~DPBuffer() override;
+    explicit DPBuffer(QObject *parent = 0);
+    ~DPBuffer() QTLOG_OVERRIDE;
 
-    const char *confName() const override;
-    void outItems() override;
-    void reloadConfig(Config &config) override;
+    const char *confName() const QTLOG_OVERRIDE;
+    void outItems() QTLOG_OVERRIDE;
+    void reloadConfig(Config &config) QTLOG_OVERRIDE;
 
     // The most lines kept, from the next record on; 0 or less keeps none.
     void setRotateLineCount(int count);

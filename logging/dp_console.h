@@ -12,11 +12,11 @@ class QTLOG_EXPORT DPConsole : public DestPoint
     Q_OBJECT
 
 public:
-    explicit DPConsole(QObject *parent = nullptr);
-    ~DPConsole() override;
+    explicit DPConsole(QObject *parent = 0);
+    ~DPConsole() QTLOG_OVERRIDE;
 
-    const char *confName() const override;
-    void outItems() override;
+    const char *confName() const QTLOG_OVERRIDE;
+    void outItems() QTLOG_OVERRIDE;
 };
 
 } // namespace logging

@@ -42,12 +42,12 @@ class QTLOG_EXPORT DPFile : public DestPoint
     Q_OBJECT
 
 public:
-    explicit DPFile(QObject *parent = nullptr);
-    ~DPFile() override;
+    explicit DPFile(QObject *parent = 0);
+    ~DPFile() QTLOG_OVERRIDE;
 
-    const char *confName() const override;
-    void outItems() override;
-    void reloadConfig(Config &config) override;
+    const char *confName() const QTLOG_OVERRIDE;
+    void outItems() QTLOG_OVERRIDE;
+    void reloadConfig(Config &config) QTLOG_OVERRIDE;
 
     // Closes the current file and opens name for appending, when the
     // destination is active and name is not empty.

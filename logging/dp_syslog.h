@@ -14,11 +14,11 @@ class QTLOG_EXPORT DPSysLog : public DestPoint
     Q_OBJECT
 
 public:
-    explicit DPSysLog(QObject *parent = nullptr);
-    ~DPSysLog() override;
+    explicit DPSysLog(QObject *parent = 0);
+    ~DPSysLog() QTLOG_OVERRIDE;
 
-    const char *confName() const override;
-    void outItems() override;
+    const char *confName() const QTLOG_OVERRIDE;
+    void outItems() QTLOG_OVERRIDE;
 };
 
 } // namespace logging

@@ -12,7 +12,13 @@ namespace logging {
 
 // Severity of a record. Lower is more severe; filters compare the numbers.
 // Any int is a valid value: a decoded record keeps whatever number it carried.
-enum Level : int {
+// (C++98, which Qt 4 applications use, cannot name the type; it is int-sized
+// there too.)
+enum Level
+#if __cplusplus >= 201103L
+    : int
+#endif
+{
     Critical = 0,
     Error = 1,
     Warning = 2,

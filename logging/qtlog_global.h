@@ -11,4 +11,12 @@
 #  define QTLOG_EXPORT Q_DECL_IMPORT
 #endif
 
+// The public headers also serve applications built as C++98, as Qt 4
+// applications are: C++11's override only where the compiler has it.
+#if __cplusplus >= 201103L
+#  define QTLOG_OVERRIDE override
+#else
+#  define QTLOG_OVERRIDE
+#endif
+
 #endif // QTLOG_GLOBAL_H

@@ -12,11 +12,11 @@ namespace {
 
 const char s_modified[] = "3|logging.conf.reloader|virtual void logging::Config::ReloadThread::run()|Config file has modify:";
 
-// Sets the file's modification time to base + seconds.
-void setModified(const QString &name, const QDateTime &base, int seconds)
+// Sets the file's modification time to base's whole second + seconds + ms.
+void setModified(const QString &name, const QDateTime &base, int seconds, int ms = 0)
 {
-    const qint64 ms = base.toMSecsSinceEpoch() + qint64(seconds) * 1000;
-    const timeval times[2] = { { time_t(ms / 1000), 0 }, { time_t(ms / 1000), 0 } };
+    const time_t s = time_t(base.toMSecsSinceEpoch() / 1000 + seconds);
+    const timeval times[2] = { { s, ms * 1000 }, { s, ms * 1000 } };
     QCOMPARE(utimes(QFile::encodeName(name).constData(), times), 0);
 }
 
@@ -35,10 +35,10 @@ class TestReload : public QObject
 
     int count(const QString &fragment, int from = 0) const { return ::count(sink, fragment, from); }
 
-    void write(const QByteArray &content, int seconds)
+    void write(const QByteArray &content, int seconds, int ms = 0)
     {
         writeFile(settings, content + "[gui_buffer]\nformat = #ln|#cm|#cu|#mf\n");
-        setModified(settings, base, seconds);
+        setModified(settings, base, seconds, ms);
     }
 
 private Q_SLOTS:
@@ -92,6 +92,10 @@ private Q_SLOTS:
         setModified(settings, base, 5);
         QTest::qWait(6000);
         QCOMPARE(count(s_modified), 2);
+
+        // Newer within the same second: seen all the same.
+        write("level = 4\n", 10, 400);
+        QTLOG_WAIT_VERIFY(count(s_modified) == 3, 12000);
     }
 
     void destructionIsBounded()

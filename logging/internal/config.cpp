@@ -254,7 +254,7 @@ Config::ReloadThread::~ReloadThread()
 
 QDateTime Config::ReloadThread::currLastModify()
 {
-    return QFileInfo(config->fileName).lastModified();
+    return compat::fileModified(config->fileName);
 }
 
 void Config::ReloadThread::requestStop()

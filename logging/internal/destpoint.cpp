@@ -3,6 +3,9 @@
 #include <logging/config.h>
 
 #include "logging_p.h"
+#include "qt_compat_p.h"
+
+#include <atomic>
 
 namespace logging {
 
@@ -41,6 +44,11 @@ DestPoint::AllDestPointsManager *DestPoint::allDestPointManager()
     return manager;
 }
 
+bool DestPoint::isActive() const
+{
+    return compat::loadRelaxed(active) != 0;
+}
+
 void DestPoint::setActive(bool on)
 {
     // A refresh (reload thread) and a failing file (its drain) may switch
@@ -48,7 +56,7 @@ void DestPoint::setActive(bool on)
     QMutexLocker locker(&activeMutex);
     if (on == isActive() || alwaysActive)
         return;
-    active.store(on);
+    compat::storeRelaxed(active, on ? 1 : 0);
     AllDestPointsManager *manager = allDestPointManager();
     if (on)
         connect(manager, SIGNAL(startActive()), this, SLOT(outItems()));

@@ -6,7 +6,11 @@
 // handled here, and only here.
 //
 
+#include <QtCore/QAtomicInt>
 #include <QtCore/QByteArray>
+#include <QtCore/QDateTime>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QDebug>
 #include <QtCore/QSharedPointer>
 #include <QtCore/QString>
@@ -19,6 +23,8 @@
 #endif
 
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace logging {
 namespace compat {
@@ -64,6 +70,27 @@ template <typename T, typename... Args>
 inline QSharedPointer<T> makeShared(Args &&...args)
 {
     return QSharedPointer<T>(new T(std::forward<Args>(args)...));
+}
+
+inline int loadRelaxed(const QAtomicInt &value)
+{
+    return value;
+}
+
+inline void storeRelaxed(QAtomicInt &value, int newValue)
+{
+    value.fetchAndStoreRelaxed(newValue);
+}
+
+// A file's modification time to the millisecond; invalid when the file is
+// missing. Qt 4's QFileInfo knows whole seconds only, which would hide a
+// change made within the second of the last one.
+inline QDateTime fileModified(const QString &fileName)
+{
+    struct stat info;
+    if (fileName.isEmpty() || ::stat(QFile::encodeName(fileName).constData(), &info) != 0)
+        return QDateTime();
+    return QDateTime::fromMSecsSinceEpoch(qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000);
 }
 
 #else // Qt 5 and Qt 6
@@ -127,6 +154,23 @@ template <typename T, typename... Args>
 inline QSharedPointer<T> makeShared(Args &&...args)
 {
     return QSharedPointer<T>::create(std::forward<Args>(args)...);
+}
+
+inline int loadRelaxed(const QAtomicInt &value)
+{
+    return value.loadRelaxed();
+}
+
+inline void storeRelaxed(QAtomicInt &value, int newValue)
+{
+    value.storeRelaxed(newValue);
+}
+
+// A file's modification time to the millisecond; invalid when the file is
+// missing.
+inline QDateTime fileModified(const QString &fileName)
+{
+    return QFileInfo(fileName).lastModified();
 }
 
 #endif

@@ -2,23 +2,35 @@
 # Installs the built library into a scratch prefix, then builds and runs a
 # consumer against it twice: with find_package(qtlog) and with pkg-config.
 #
-#     check.sh BUILD_DIR WORK_DIR CXX CXX_STD EMULATOR [CMAKE_ARG...]
+#     check.sh BUILD_DIR WORK_DIR CXX EMULATOR [CMAKE_ARG...]
 #
 # CXX is the compiler with any flags it needs (a cross compiler's sysroot);
 # EMULATOR, unless empty, runs the consumer; the CMAKE_ARGs configure the
-# consumer's build as the library's was (toolchain, Qt).
+# consumer's build as the library's was (toolchain, Qt). The pkg-config build
+# uses the oldest C++ that the package asks for.
 set -eu
 build="$1"
 work="$2"
 cxx="$3"
-std="$4"
-run="$5"
-shift 5
+run="$4"
+shift 4
 here="$(cd "$(dirname "$0")" && pwd)"
 
 rm -rf "$work"
 mkdir -p "$work"
 prefix="$work/prefix"
+if [ -n "${PKG_CONFIG_SYSROOT_DIR:-}" ]; then
+    # pkg-config puts its sysroot in front of every path that does not start
+    # with it already. Install into a copy of the sysroot made of links, so
+    # that Qt's paths and ours both resolve.
+    overlay="$work/sysroot"
+    mkdir -p "$overlay"
+    for entry in "$PKG_CONFIG_SYSROOT_DIR"/*; do
+        ln -s "$entry" "$overlay/"
+    done
+    export PKG_CONFIG_SYSROOT_DIR="$overlay"
+    prefix="$overlay/qtlog-prefix"
+fi
 cmake --install "$build" --prefix "$prefix" >/dev/null
 
 libdir="$(dirname "$(find "$prefix" -name 'libqtlog.so' | head -n 1)")"
@@ -32,6 +44,7 @@ grep -q "\[consumer\] linked" "$work/cmake.out"
 
 # pkg-config.
 export PKG_CONFIG_PATH="$libdir/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
+std="$(pkg-config --variable=cxx_std qtlog)"
 # shellcheck disable=SC2046,SC2086
 $cxx -std=$std -fPIC "$here/main.cpp" -o "$work/consumer-pc" $(pkg-config --cflags --libs qtlog)
 $run "$work/consumer-pc" 2>"$work/pc.out"
