@@ -2,11 +2,12 @@
 # Checks the fenced blocks of README.md and docs/*.md against the installed
 # package, so that the documentation cannot drift from the code.
 #
-#     check.sh SOURCE_DIR BUILD_DIR WORK_DIR CXX CXX_STD EMULATOR
+#     check.sh SOURCE_DIR BUILD_DIR WORK_DIR CXX EMULATOR
 #
 # The convention, for whoever writes documentation:
 #   ```cpp     a complete program: it is compiled against the installed
-#              package (pkg-config qtlog; no moc, so no Q_OBJECT), run in an
+#              package (pkg-config qtlog, with the oldest C++ the package
+#              allows: C++98 on Qt 4; no moc, so no Q_OBJECT), run in an
 #              empty directory with a time limit, and must exit with status 0
 #              by itself.
 #   ```ini     a settings file: `qtlog-conf` must find no warnings in it.
@@ -24,18 +25,29 @@ src="$1"
 build="$2"
 work="$3"
 cxx="$4"
-std="$5"
-run="$6"
+run="$5"
 
 rm -rf "$work"
 mkdir -p "$work/blocks"
 prefix="$work/prefix"
+if [ -n "${PKG_CONFIG_SYSROOT_DIR:-}" ]; then
+    # Cross builds: install into a copy of the sysroot made of links, so that
+    # pkg-config's sysroot prefix suits Qt's paths and ours alike.
+    overlay="$work/sysroot"
+    mkdir -p "$overlay"
+    for entry in "$PKG_CONFIG_SYSROOT_DIR"/*; do
+        ln -s "$entry" "$overlay/"
+    done
+    export PKG_CONFIG_SYSROOT_DIR="$overlay"
+    prefix="$overlay/qtlog-prefix"
+fi
 cmake --install "$build" --prefix "$prefix" >/dev/null
 libdir="$(dirname "$(find "$prefix" -name 'libqtlog.so' | head -n 1)")"
 export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 export PKG_CONFIG_PATH="$libdir/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
 checker="$prefix/bin/qtlog-conf"
 flags="$(pkg-config --cflags --libs qtlog)"
+std="$(pkg-config --variable=cxx_std qtlog)"
 
 # Every fenced block becomes blocks/N.LANG; the index lists "N LANG FILE:LINE".
 for md in "$src/README.md" "$src"/docs/*.md; do
