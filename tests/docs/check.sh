@@ -1,6 +1,7 @@
 #!/bin/sh
-# Checks the fenced blocks of README.md and docs/*.md against the installed
-# package, so that the documentation cannot drift from the code.
+# Checks the fenced blocks of README.md and docs/*.md, and the demo's
+# log.conf, against the installed package, so that the documentation cannot
+# drift from the code.
 #
 #     check.sh SOURCE_DIR BUILD_DIR WORK_DIR CXX EMULATOR
 #
@@ -121,5 +122,12 @@ while read -r n lang where; do
         sed 's/^/    /' "$dir/out"
     fi
 done <"$work/index"
-echo "$checked blocks checked, $failed failed"
+# The demo's settings file is a sample too.
+demo="$src/examples/demo/log.conf"
+if [ -f "$demo" ] && ! $run "$checker" "$demo" >"$work/demo.out" 2>&1; then
+    failed=$((failed + 1))
+    echo "FAILED: examples/demo/log.conf"
+    sed 's/^/    /' "$work/demo.out"
+fi
+echo "$checked blocks and the demo's log.conf checked, $failed failed"
 [ "$failed" -eq 0 ]
