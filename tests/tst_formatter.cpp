@@ -125,6 +125,36 @@ private Q_SLOTS:
         QCOMPARE(formatter.format(record(Trace, at(10, 0, 0, 300), "net", "c")), QByteArray("Trace c"));
         QCOMPARE(formatter.format(record(Info, at(10, 0, 0, 300), "net", "c")), QByteArray("10:00:00.300 i [net] c"));
     }
+
+    // No message and no format make one record's text longer than 1 MiB:
+    // longer texts are cut and end with a marker.
+    void recordBound_data()
+    {
+        QTest::addColumn<QByteArray>("format");
+        QTest::addColumn<QByteArray>("message");
+        QTest::addColumn<bool>("cut");
+        const int mib = 1024 * 1024;
+        QTest::newRow("indented line feeds") << QByteArray("#ms1024") << QByteArray(2200000, '\n') << true;
+        QTest::newRow("joined") << QByteArray("#md") << QByteArray(3 * mib, 'x') << true;
+        QTest::newRow("exactly 1 MiB") << QByteArray("#mf") << QByteArray(mib, 'x') << false;
+        QTest::newRow("1 MiB and one byte") << QByteArray("#mf") << QByteArray(mib + 1, 'x') << true;
+        QTest::newRow("text after the message") << QByteArray("#mf tail") << QByteArray(mib - 2, 'x') << true;
+    }
+
+    void recordBound()
+    {
+        QFETCH(QByteArray, format);
+        QFETCH(QByteArray, message);
+        QFETCH(bool, cut);
+        static const QByteArray marker(" [cut: record longer than 1 MiB]");
+        LogRecordFormater formatter;
+        configure(formatter, format);
+        const QByteArray text = formatter.format(record(Debug, at(10, 0, 0, 0), "net", message));
+        QCOMPARE(text.size(), 1024 * 1024);
+        QCOMPARE(text.endsWith(marker), cut);
+        if (cut)
+            QCOMPARE(text.left(8), format == "#ms1024" ? QByteArray("\n       ") : QByteArray("xxxxxxxx"));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestFormatter)

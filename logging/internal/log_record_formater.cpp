@@ -56,7 +56,20 @@ OutFItemStream::OutFItemStream(QDateTime *lastTime, const LogRecord *record)
     , dateChanged(!lastTime->isValid() || record->dateTime.date() != lastTime->date())
     , secondChanged(!lastTime->isValid() || lastTime->msecsTo(record->dateTime) > 1000)
     , timeWritten(false)
+    , cut(false)
 {
+}
+
+void OutFItemStream::append(const char *data, int size)
+{
+    if (size <= 0 || cut)
+        return;
+    const int room = maxText - buffer.size();
+    if (size > room) {
+        size = room;
+        cut = true;
+    }
+    buffer.append(data, size);
 }
 
 // ---------------------------------------------------------------------------
@@ -73,7 +86,7 @@ void FItemStaticText::read(ByteArray2CharStream &in)
 
 void FItemStaticText::out(OutFItemStream &out) const
 {
-    out.buffer += text;
+    out.append(text);
 }
 
 void FItemLevel::read(ByteArray2CharStream &in)
@@ -90,11 +103,11 @@ void FItemLevel::out(OutFItemStream &out) const
 
     const int level = out.record->level;
     if (level < Critical || level > Trace) {
-        out.buffer += QByteArray::number(level);
+        out.append(QByteArray::number(level));
         return;
     }
     const char *const *table = mode == Number ? forDigital : mode == Text ? forText : forChar;
-    out.buffer += table[level];
+    out.append(table[level], int(std::strlen(table[level])));
 }
 
 void FItemTime::read(ByteArray2CharStream &in)
@@ -123,7 +136,7 @@ void FItemTime::read(ByteArray2CharStream &in)
 void FItemTime::append2Stream(OutFItemStream &out, const char *builtinPattern) const
 {
     const QString pattern = format.isEmpty() ? QString::fromUtf8(builtinPattern) : format;
-    out.buffer += out.record->dateTime.toString(pattern).toLocal8Bit();
+    out.append(out.record->dateTime.toString(pattern).toLocal8Bit());
 }
 
 void FItemTime::out(OutFItemStream &out) const
@@ -179,27 +192,33 @@ void FItemMessText::read(ByteArray2CharStream &in)
 void FItemMessText::out(OutFItemStream &out) const
 {
     const QByteArray &message = out.record->message;
-    switch (mode) {
-    case Indented:
-        if (indent > 0 && message.contains('\n')) {
-            QByteArray lineBreak(indent + 1, ' ');
-            lineBreak[0] = '\n';
-            out.buffer += QByteArray(message).replace('\n', lineBreak);
-        } else {
-            out.buffer += message;
+    if (mode == Full || (mode == Indented && indent <= 0)) {
+        out.append(message);
+        return;
+    }
+    // Each line feed becomes a line feed and the indent, or one blank. Built
+    // piece by piece, so that a message of many lines costs no more than
+    // what fits into the record.
+    QByteArray lineBreak;
+    if (mode == Indented) {
+        lineBreak = QByteArray(indent + 1, ' ');
+        lineBreak[0] = '\n';
+    } else if (mode == Joined) {
+        lineBreak = QByteArray(1, ' ');
+    } else {
+        return;
+    }
+    const char *data = message.constData();
+    const char *end = data + message.size();
+    while (!out.cut) {
+        const char *feed = static_cast<const char *>(std::memchr(data, '\n', size_t(end - data)));
+        if (!feed) {
+            out.append(data, int(end - data));
+            break;
         }
-        break;
-    case Joined:
-        if (message.contains('\n'))
-            out.buffer += QByteArray(message).replace('\n', ' ');
-        else
-            out.buffer += message;
-        break;
-    case Full:
-        out.buffer += message;
-        break;
-    default:
-        break;
+        out.append(data, int(feed - data));
+        out.append(lineBreak);
+        data = feed + 1;
     }
 }
 
@@ -228,25 +247,25 @@ void FItemCallPos::out(OutFItemStream &out) const
     const LogRecord &record = *out.record;
     switch (mode) {
     case Module:
-        out.buffer += record.module.toLocal8Bit();
+        out.append(record.module.toLocal8Bit());
         break;
     case File:
-        out.buffer += record.file;
+        out.append(record.file);
         break;
     case FileName: {
         const int slash = record.file.lastIndexOf('/');
-        out.buffer.append(record.file.constData() + slash + 1, record.file.size() - slash - 1);
+        out.append(record.file.constData() + slash + 1, record.file.size() - slash - 1);
         break;
     }
     case Line:
         if (record.line >= 1) {
             if (linePrefix)
-                out.buffer += linePrefix;
-            out.buffer += QByteArray::number(record.line, 10);
+                out.append(&linePrefix, 1);
+            out.append(QByteArray::number(record.line, 10));
         }
         break;
     case Function:
-        out.buffer += record.function;
+        out.append(record.function);
         break;
     default:
         break;
@@ -349,6 +368,11 @@ QByteArray LogRecordFormater::format(const LogRecord &record)
         const QTime time = record.dateTime.time();
         lastTime = QDateTime(record.dateTime.date(),
                              QTime(time.hour(), time.minute(), time.second(), 0));
+    }
+    if (out.cut) {
+        static const char marker[] = " [cut: record longer than 1 MiB]";
+        out.buffer.truncate(OutFItemStream::maxText - int(sizeof marker - 1));
+        out.buffer.append(marker, int(sizeof marker - 1));
     }
     return out.buffer;
 }

@@ -48,15 +48,25 @@ public:
 };
 
 // The state of formatting one record, shared by the items.
+//
+// One record's text is at most maxText bytes, whatever the message and the
+// format: items append through append(), which keeps what fits and marks the
+// record as cut; format() then ends it with cutMarker.
 struct OutFItemStream
 {
+    static const int maxText = 1024 * 1024;
+
     OutFItemStream(QDateTime *lastTime, const LogRecord *record);
+
+    void append(const char *data, int size);
+    void append(const QByteArray &text) { append(text.constData(), text.size()); }
 
     QDateTime *lastTime;
     const LogRecord *record;
     bool dateChanged;       // the date differs from lastTime's
     bool secondChanged;     // more than 1000 ms past lastTime (or no lastTime)
     bool timeWritten;       // a full time has been written for this record
+    bool cut;               // something did not fit
     QByteArray buffer;
 };
 
