@@ -4,6 +4,7 @@
 #include <logging/qtlog_global.h>
 
 #include <QtCore/QHash>
+#include <QtCore/QMutex>
 #include <QtCore/QList>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QScopedPointer>
@@ -40,7 +41,7 @@ public:
 
     // Re-reads the file once and re-applies it to every registered
     // destination: the "active" list, then each one's formats, filter and
-    // own settings.
+    // own settings. Refreshes of one Config run one at a time.
     void refresh();
 
     // A Config without a file whose look-ups answer as this one's do now.
@@ -71,6 +72,9 @@ private:
     QString fileName;
     mutable QScopedPointer<Settings> settings;
     ReloadThread *reloadThread;
+    // Held for a whole refresh: the parsed file is read and freed there
+    // without a lock of its own.
+    QMutex refreshMutex;
 };
 
 // The parsed settings file: an INI-like text in UTF-8.

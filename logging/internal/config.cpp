@@ -175,6 +175,7 @@ void Config::refresh()
     // Reports of the parser and the destinations wait until the registry
     // and the destinations are unlocked again.
     ReportDeferral deferral;
+    QMutexLocker locker(&refreshMutex);
     freeFile();
     DestPoint::allDestPointManager()->refreshConfig(*this);
     freeFile();
