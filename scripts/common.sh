@@ -39,6 +39,15 @@ qt_packages() {
     esac
 }
 
+# qt_gui_packages 4|5|6: what the log view example and its test need beyond
+# the build: Qt's offscreen platform plugin and a font to draw with.
+qt_gui_packages() {
+    case "$1" in
+        5) echo "libqt5gui5 fonts-dejavu-core" ;;
+        6) echo "libqt6gui6 fonts-dejavu-core" ;;
+    esac
+}
+
 # build_project 4|5|6 [TARGET]: configures build/qt<N> and builds TARGET (all
 # by default). For Qt 4, qt4_prefix names the Qt 4.8 installation.
 build_project() {

@@ -36,7 +36,7 @@ if [ "$qt" = 4 ] && ! "$qt4_prefix/bin/qmake" -query QT_VERSION 2>/dev/null | gr
 fi
 
 # shellcheck disable=SC2046
-ensure_packages cmake make g++ pkg-config $(qt_packages "$qt")
+ensure_packages cmake make g++ pkg-config $(qt_packages "$qt") $(qt_gui_packages "$qt")
 # The syslog test runs a real rsyslogd; it needs root, and skips without it.
 if [ "$(id -u)" -eq 0 ]; then
     ensure_packages rsyslog util-linux
