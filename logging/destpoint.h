@@ -8,6 +8,7 @@
 #include <QtCore/QAtomicInt>
 #include <QtCore/QList>
 #include <QtCore/QMutex>
+#include <QtCore/QVector>
 #include <QtCore/QObject>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QScopedPointer>
@@ -17,11 +18,15 @@
 namespace logging {
 
 class Config;
+class DrainRelay;
 
 // Base of every output destination. It owns a filter, a formatter and a
 // queue of records ordered by time. Records are filtered when the registry
 // inserts them, on the logging thread; they are formatted and written when
 // the registry signals, by outItems() on the thread that owns the object.
+// A destination on another thread than the logging one has at most one
+// drain waiting in its event loop: that drain writes everything queued by
+// then, so further records need no request of their own.
 //
 // A new destination registers itself with the registry and is inactive; the
 // registry switches it on when the settings' "active" list names it.
@@ -44,8 +49,8 @@ public:
     virtual const char *confName() const = 0;
 
     bool isActive() const;
-    // Connects to (or disconnects from) the registry's startActive() signal.
-    // Does nothing for an always-active destination.
+    // Switches the destination on (the registry offers it records and has
+    // it drain) or off. Does nothing for an always-active destination.
     void setActive(bool on);
     // Active for good, whatever the settings say.
     void setAlwaysActive();
@@ -77,7 +82,11 @@ private:
     FilterLogRecords filterRecords;
     LogRecordFormater formater;
     QReadWriteLock queueLock;
-    QList<QSharedPointer<LogRecord> > queue;
+    // The queue is queue[queueHead] up to the end; the slots before the head
+    // are taken, and reused once the queue has run empty.
+    QVector<QSharedPointer<LogRecord> > queue;
+    int queueHead;
+    DrainRelay *relay;      // a child object: runs the drains for the registry
 };
 
 // The registry of all destinations. Fans each record out to the active ones
@@ -97,8 +106,8 @@ public:
     // Removes every entry of destination.
     void removeDestPoint(DestPoint *destination);
 
-    // Offers record to every active destination, then emits startActive()
-    // once, whether or not any took it.
+    // Offers record to every active destination, has each of them drain,
+    // then emits startActive() once, whether or not any took it.
     void sendLogRecord(const QSharedPointer<LogRecord> &record);
     // Activates the destinations whose confName() is in names (case-sensitive)
     // and deactivates the others.

@@ -24,6 +24,8 @@ public:
     ~FilterLogRecords();
 
     void setLevel(int level);
+    // The most verbose level let through.
+    int maxLevel() const;
     void setAllow(const QVector<QString> &prefixes);
     void setDeny(const QVector<QString> &prefixes);
 

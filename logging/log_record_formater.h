@@ -4,7 +4,6 @@
 #include <logging/qtlog_global.h>
 
 #include <QtCore/QByteArray>
-#include <QtCore/QDateTime>
 #include <QtCore/QList>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QScopedPointer>
@@ -31,6 +30,7 @@ class QTLOG_EXPORT LogRecordFormater
 {
 public:
     class Items;
+    struct State;
 
     // Starts with the built-in formats
     // "#tTf'hh:mm:ss.zzz' #lc [#cm] #ms11" and, for Trace records,
@@ -60,8 +60,8 @@ private:
     Q_DISABLE_COPY(LogRecordFormater)
 
     QReadWriteLock lock;
-    // The whole second of the last record whose full time was written.
-    QDateTime lastTime;
+    // The time of the last record whose full time was written, and caches.
+    QScopedPointer<State> state;
     QScopedPointer<Items> items;
     QScopedPointer<Items> traceItems;
 };

@@ -49,6 +49,10 @@ private:
 
 namespace detail {
 
+// False when no active destination takes records of this level (once an
+// Initializer has started): the macros then skip the whole statement.
+QTLOG_EXPORT bool levelEnabled(int level);
+
 // Literal texts (file names, function names, modules) are handed to toLog()
 // without copying them; toLog() has used them up before it returns.
 template <int N>
@@ -62,31 +66,58 @@ inline QByteArray bytes(const QByteArray &text)
     return text;
 }
 
+// toLog() for zero-terminated texts, as the macros have them: nothing is
+// copied unless the record is taken. A null pointer counts as empty.
+QTLOG_EXPORT QDebug toLogLiteral(Level level, const char *module, const char *file, int line,
+                                 const char *function, const char *subModule);
+
+inline QByteArray text(const char *text)
+{
+    return QByteArray::fromRawData(text, int(qstrlen(text)));
+}
+
+template <int N>
+inline QDebug logAt(Level level, const char *file, int line, const char *function,
+                    const char (&module)[N])
+{
+    return toLogLiteral(level, module, file, line, function, 0);
+}
+
+template <int N, int M>
+inline QDebug logAt(Level level, const char *file, int line, const char *function,
+                    const char (&module)[N], const char (&subModule)[M])
+{
+    return toLogLiteral(level, module, file, line, function, subModule);
+}
+
 template <typename Module>
-inline QDebug logAt(Level level, const QByteArray &file, int line, const QByteArray &function,
+inline QDebug logAt(Level level, const char *file, int line, const char *function,
                     const Module &module)
 {
-    return toLog(level, bytes(module), file, line, function);
+    return toLog(level, bytes(module), text(file), line, text(function));
 }
 
 template <typename Module, typename SubModule>
-inline QDebug logAt(Level level, const QByteArray &file, int line, const QByteArray &function,
+inline QDebug logAt(Level level, const char *file, int line, const char *function,
                     const Module &module, const SubModule &subModule)
 {
-    return toLog(level, bytes(module), file, line, function, bytes(subModule));
+    return toLog(level, bytes(module), text(file), line, text(function), bytes(subModule));
 }
 
 } // namespace detail
 } // namespace logging
 
 // The application's logging macros: a module, an optional sub-module, and the
-// caller's file, line and pretty function name filled in.
+// caller's file, line and pretty function name filled in. When no active
+// destination takes the level, nothing of the statement is evaluated: neither
+// the arguments nor what is streamed.
 //
 //     QTLOG_INFO("media") << "volume" << 5;
 //     QTLOG_DEBUG("media", "audio") << "buffer underrun";
 #define QTLOG_AT(level, ...)                                                   \
-    ::logging::detail::logAt(level, ::logging::detail::bytes(__FILE__), __LINE__, \
-                             ::logging::detail::bytes(Q_FUNC_INFO), __VA_ARGS__)
+    for (bool qtlog_enabled = ::logging::detail::levelEnabled(level); qtlog_enabled;   \
+         qtlog_enabled = false)                                                \
+        ::logging::detail::logAt(level, __FILE__, __LINE__, Q_FUNC_INFO, __VA_ARGS__)
 
 #define QTLOG_CRITICAL(...) QTLOG_AT(::logging::Critical, __VA_ARGS__)
 #define QTLOG_ERROR(...) QTLOG_AT(::logging::Error, __VA_ARGS__)

@@ -7,7 +7,49 @@
 
 #include <atomic>
 
+#include <QtCore/QAtomicInt>
+#include <QtCore/QThread>
+
+#include <climits>
+
 namespace logging {
+
+// Runs a destination's drains for the registry, on the logging thread. A
+// destination of that same thread drains at once; one of another thread gets
+// a queued drain unless one is waiting already. The flag is cleared before the drain takes
+// the first record, so a record queued after that clearing finds it clear
+// and asks again, and one queued before is taken by the drain.
+class DrainRelay : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit DrainRelay(DestPoint *destination)
+        : QObject(destination), destination(destination)
+    {
+    }
+
+    void request()
+    {
+        if (QThread::currentThread() == thread()) {
+            destination->outItems();
+            return;
+        }
+        if (pending.testAndSetOrdered(0, 1))
+            QMetaObject::invokeMethod(this, "drain", Qt::QueuedConnection);
+    }
+
+public Q_SLOTS:
+    void drain()
+    {
+        pending.fetchAndStoreOrdered(0);
+        destination->outItems();
+    }
+
+private:
+    DestPoint *destination;
+    QAtomicInt pending;
+};
 
 namespace {
 
@@ -22,7 +64,10 @@ DestPoint::DestPoint(QObject *parent)
     : QObject(parent)
     , active(false)
     , alwaysActive(false)
+    , queueHead(0)
+    , relay(new DrainRelay(this))
 {
+    queue.reserve(16);
     allDestPointManager()->addDestPoint(this);
 }
 
@@ -52,16 +97,13 @@ bool DestPoint::isActive() const
 void DestPoint::setActive(bool on)
 {
     // A refresh (reload thread) and a failing file (its drain) may switch
-    // the same destination at once; the flag and the connection must agree.
+    // the same destination at once; the flag and the level ceiling must agree.
     QMutexLocker locker(&activeMutex);
     if (on == isActive() || alwaysActive)
         return;
-    compat::storeRelaxed(active, on ? 1 : 0);
-    AllDestPointsManager *manager = allDestPointManager();
     if (on)
-        connect(manager, SIGNAL(startActive()), this, SLOT(outItems()));
-    else
-        disconnect(manager, nullptr, this, nullptr);
+        raiseLevelCeiling(filterRecords.maxLevel());
+    compat::storeRelaxed(active, on ? 1 : 0);
 }
 
 void DestPoint::setAlwaysActive()
@@ -77,17 +119,31 @@ void DestPoint::insertLogRecord(const QSharedPointer<LogRecord> &record)
         return;
     QWriteLocker locker(&queueLock);
     int i = queue.size() - 1;
-    while (i >= 0 && record->dateTime < queue.at(i)->dateTime)
+    while (i >= queueHead && record->dateTime < queue.at(i)->dateTime)
         --i;
-    queue.insert(i + 1, record);
+    if (i == queue.size() - 1)
+        queue.append(record);
+    else
+        queue.insert(i + 1, record);
 }
 
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()
 {
     QWriteLocker locker(&queueLock);
     QSharedPointer<LogRecord> record;
-    while (!queue.isEmpty() && !record)
-        record = queue.takeFirst();
+    while (queueHead < queue.size() && !record) {
+        record.swap(queue[queueHead]);
+        ++queueHead;
+    }
+    if (queueHead == queue.size()) {
+        // Empty: start again at the front, keeping the allocation.
+        queue.resize(0);
+        queueHead = 0;
+    } else if (queueHead > 64 && queueHead > queue.size() / 2) {
+        // A queue that never runs empty: drop the taken slots now and then.
+        queue.remove(0, queueHead);
+        queueHead = 0;
+    }
     return record;
 }
 
@@ -126,14 +182,20 @@ void DestPoint::AllDestPointsManager::removeDestPoint(DestPoint *destination)
 
 void DestPoint::AllDestPointsManager::sendLogRecord(const QSharedPointer<LogRecord> &record)
 {
-    // Drains run inside the emission below, under the read lock: their
-    // reports are delivered after it is released.
+    // Drains run below, under the read lock: their reports are delivered
+    // after it is released.
     ReportDeferral deferral;
     QReadLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
     for (DestPoint *destination : list) {
         if (destination->isActive())
             destination->insertLogRecord(record);
+    }
+    // Every active destination drains, here or on its own thread, whether
+    // or not it took the record.
+    for (DestPoint *destination : list) {
+        if (destination->isActive())
+            destination->relay->request();
     }
     Q_EMIT startActive();
 }
@@ -160,6 +222,16 @@ void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
         configure(destination, config);
     // Destinations made later start from these settings too.
     applied.reset(config.snapshot());
+
+    // Now the exact figure: the most verbose level of an active destination.
+    // A raise from elsewhere while the levels are read is kept.
+    const unsigned raises = levelCeilingRaises();
+    int ceiling = INT_MIN;
+    for (DestPoint *destination : list) {
+        if (destination->isActive())
+            ceiling = qMax(ceiling, destination->filter().maxLevel());
+    }
+    setLevelCeiling(ceiling, raises);
 }
 
 void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *destination)
@@ -183,3 +255,5 @@ void DestPoint::AllDestPointsManager::configure(DestPoint *destination, Config &
 }
 
 } // namespace logging
+
+#include "destpoint.moc"

@@ -339,7 +339,7 @@ void DPFile::outItems()
                   detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
                 << d->writeErrorText();
         }
-        const QByteArray text = formatter().format(*record);
+        QByteArray text = formatter().format(*record);
         if (d->needsRotation(text.size() + 1)) {
             d->rotate();
             if (!d->file) {
@@ -348,9 +348,10 @@ void DPFile::outItems()
                 return;
             }
         }
+        // One write per line: the line end joins the text first.
+        text += '\n';
         d->file->write(text);
-        d->file->write("\n", 1);
-        d->size += text.size() + 1;
+        d->size += text.size();
     }
     if (!d->file->flush())
         d->writeErrno = errno;

@@ -3,6 +3,8 @@
 #include <logging/config.h>
 #include <logging/log_record.h>
 
+#include "logging_p.h"
+
 #include <cstring>
 
 namespace logging {
@@ -36,8 +38,17 @@ FilterLogRecords::~FilterLogRecords()
 
 void FilterLogRecords::setLevel(int newLevel)
 {
-    QWriteLocker locker(&lock);
-    level = newLevel;
+    {
+        QWriteLocker locker(&lock);
+        level = newLevel;
+    }
+    raiseLevelCeiling(newLevel);
+}
+
+int FilterLogRecords::maxLevel() const
+{
+    QReadLocker locker(&lock);
+    return level;
 }
 
 void FilterLogRecords::setAllow(const QVector<QString> &prefixes)
@@ -54,10 +65,14 @@ void FilterLogRecords::setDeny(const QVector<QString> &prefixes)
 
 void FilterLogRecords::reloadConfig(Config &config, const char *destName)
 {
-    QWriteLocker locker(&lock);
-    level = config.maxLevel(destName);
-    allow = config.allowMod(destName).toVector();
-    deny = config.denyMod(destName).toVector();
+    int newLevel;
+    {
+        QWriteLocker locker(&lock);
+        newLevel = level = config.maxLevel(destName);
+        allow = config.allowMod(destName).toVector();
+        deny = config.denyMod(destName).toVector();
+    }
+    raiseLevelCeiling(newLevel);
 }
 
 bool FilterLogRecords::check(const LogRecord &record) const

@@ -1,7 +1,11 @@
 #include <logging/log_record.h>
 
+#include "local_time_p.h"
 #include "log_record_p.h"
 #include "qt_compat_p.h"
+
+
+#include <cstring>
 
 namespace logging {
 
@@ -19,7 +23,7 @@ const int s_fieldCount = 6;
 
 LogRecord::LogRecord()
     : level(Debug)
-    , dateTime(QDateTime::currentDateTime())
+    , dateTime(currentDateTime())
     , line(0)
 {
 }
@@ -37,41 +41,135 @@ LogRecord::LogRecord(Level level, const QDateTime &dateTime, const QString &modu
 {
 }
 
-QByteArray encodeRecordHeader(int level, qint64 msecsSinceEpoch, const QByteArray &moduleUtf8,
-                              const QByteArray &function, const QByteArray &file, int line)
+namespace {
+
+const char s_base64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+const char s_digitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Writes value in decimal at out; returns the end.
+char *writeNumber(char *out, qint64 value)
 {
-    const QByteArray levelText = QByteArray::number(level, 10);
-    const QByteArray timeText = QByteArray::number(msecsSinceEpoch, 10);
-    const QByteArray lineText = QByteArray::number(line, 10);
+    char digits[24];
+    char *end = digits + sizeof digits;
+    char *p = end;
+    // Negated in unsigned arithmetic: the most negative number has no positive twin.
+    quint64 magnitude = value < 0 ? 0 - quint64(value) : quint64(value);
+    // Two digits at a time, in 32-bit arithmetic where the number allows:
+    // cheaper, above all on 32-bit processors.
+    while (magnitude >= 100000000u) {
+        quint32 low = quint32(magnitude % 100000000u);
+        magnitude /= 100000000u;
+        for (int i = 0; i < 4; ++i) {
+            p -= 2;
+            memcpy(p, s_digitPairs + 2 * (low % 100), 2);
+            low /= 100;
+        }
+    }
+    quint32 rest = quint32(magnitude);
+    while (rest >= 100) {
+        p -= 2;
+        memcpy(p, s_digitPairs + 2 * (rest % 100), 2);
+        rest /= 100;
+    }
+    if (rest >= 10) {
+        p -= 2;
+        memcpy(p, s_digitPairs + 2 * rest, 2);
+    } else {
+        *--p = char('0' + rest);
+    }
+    if (value < 0)
+        *out++ = '-';
+    memcpy(out, p, size_t(end - p));
+    return out + (end - p);
+}
 
-    QByteArray block;
-    block.reserve(levelText.size() + timeText.size() + moduleUtf8.size() + function.size()
-                  + file.size() + lineText.size() + s_fieldCount - 1);
-    block += levelText;
-    block += s_lineEnd;
-    block += timeText;
-    block += s_lineEnd;
-    block += moduleUtf8;
-    block += s_lineEnd;
-    block += function;
-    block += s_lineEnd;
-    block += file;
-    block += s_lineEnd;
-    block += lineText;
+char *writeBytes(char *out, const char *bytes, int size)
+{
+    memcpy(out, bytes, size_t(size));
+    return out + size;
+}
 
-    const QByteArray payload = block.toBase64();
-    QByteArray header;
-    header.reserve(s_markerSize + payload.size() + 1);
-    header.append(s_marker, s_markerSize);
-    header += payload;
-    header += s_terminator;
-    return header;
+// Standard base64 of size bytes at in, with padding, written at out.
+void toBase64(const unsigned char *in, int size, char *out)
+{
+    int i = 0;
+    for (; i + 3 <= size; i += 3) {
+        const unsigned int v = (unsigned(in[i]) << 16) | (unsigned(in[i + 1]) << 8) | in[i + 2];
+        *out++ = s_base64[v >> 18];
+        *out++ = s_base64[(v >> 12) & 63];
+        *out++ = s_base64[(v >> 6) & 63];
+        *out++ = s_base64[v & 63];
+    }
+    if (i < size) {
+        const unsigned int v = (unsigned(in[i]) << 16) | (i + 1 < size ? unsigned(in[i + 1]) << 8 : 0);
+        *out++ = s_base64[v >> 18];
+        *out++ = s_base64[(v >> 12) & 63];
+        *out++ = i + 1 < size ? s_base64[(v >> 6) & 63] : '=';
+        *out++ = '=';
+    }
+}
+
+} // namespace
+
+void RecordHeaderEncoder::encode(int level, qint64 msecsSinceEpoch, const char *moduleUtf8,
+                                 int moduleSize, const char *function, int functionSize,
+                                 const char *file, int fileSize, int line, bool sameTail)
+{
+    // The level and the time, each with its separator: at most 2 * 21 bytes.
+    char prefix[48];
+    char *p = writeNumber(prefix, level);
+    *p++ = s_lineEnd;
+    p = writeNumber(p, msecsSinceEpoch);
+    *p++ = s_lineEnd;
+    const int newPrefixSize = int(p - prefix);
+
+    if (sameTail && newPrefixSize == prefixSize && !header.isEmpty()) {
+        // Only the base64 groups that hold prefix bytes change.
+        const int groupBytes = (prefixSize + 2) / 3 * 3;
+        if (groupBytes <= block.size()) {
+            memcpy(block.data(), prefix, size_t(prefixSize));
+            toBase64(reinterpret_cast<const unsigned char *>(block.constData()), groupBytes,
+                     header.data() + s_markerSize);
+            changed = s_markerSize + groupBytes / 3 * 4;
+            return;
+        }
+    }
+
+    prefixSize = newPrefixSize;
+    block.resize(prefixSize + moduleSize + functionSize + fileSize + 3 + 20);
+    char *b = block.data();
+    b = writeBytes(b, prefix, prefixSize);
+    b = writeBytes(b, moduleUtf8, moduleSize);
+    *b++ = s_lineEnd;
+    b = writeBytes(b, function, functionSize);
+    *b++ = s_lineEnd;
+    b = writeBytes(b, file, fileSize);
+    *b++ = s_lineEnd;
+    b = writeNumber(b, line);
+    const int blockSize = int(b - block.constData());
+    block.resize(blockSize);
+
+    header.resize(s_markerSize + (blockSize + 2) / 3 * 4 + 1);
+    char *h = header.data();
+    memcpy(h, s_marker, s_markerSize);
+    toBase64(reinterpret_cast<const unsigned char *>(block.constData()), blockSize,
+             h + s_markerSize);
+    h[header.size() - 1] = s_terminator;
+    changed = header.size();
 }
 
 QByteArray LogRecord::sourcePositionToByteArray() const
 {
-    return encodeRecordHeader(level, dateTime.toMSecsSinceEpoch(), module.toUtf8(),
-                              function, file, line);
+    const QByteArray moduleUtf8 = module.toUtf8();
+    RecordHeaderEncoder encoder;
+    encoder.encode(level, dateTime.toMSecsSinceEpoch(), moduleUtf8.constData(), moduleUtf8.size(),
+                   function.constData(), function.size(), file.constData(), file.size(), line,
+                   false);
+    return encoder.header;
 }
 
 QSharedPointer<LogRecord> LogRecord::fromByteArray(const QByteArray &data)
@@ -112,7 +210,7 @@ QSharedPointer<LogRecord> LogRecord::fromByteArray(const QByteArray &data)
         : QByteArray();
 
     return compat::makeShared<LogRecord>(
-        Level(level), QDateTime::fromMSecsSinceEpoch(msecs),
+        Level(level), localDateTime(msecs),
         QString::fromUtf8(module, moduleSize), message,
         block.mid(sep[2] + 1, sep[3] - sep[2] - 1),
         block.mid(sep[3] + 1, sep[4] - sep[3] - 1),

@@ -4,6 +4,10 @@
 
 #include "log_record_formater_p.h"
 
+#include <QtCore/QVarLengthArray>
+
+#include <cstring>
+
 namespace logging {
 
 namespace {
@@ -21,6 +25,53 @@ QByteArray formatText(const QString &configured, const char *builtin)
 {
     const QString trimmed = configured.trimmed();
     return trimmed.isEmpty() ? QByteArray(builtin) : trimmed.toLocal8Bit();
+}
+
+// Writes value, at least digits wide with leading zeros, at out.
+char *writeDigits(char *out, int value, int digits)
+{
+    char *end = out + digits;
+    for (char *p = end; p != out;) {
+        *--p = char('0' + value % 10);
+        value /= 10;
+    }
+    return end;
+}
+
+void appendNumber(OutFItemStream &out, int value)
+{
+    char digits[16];
+    char *end = digits + sizeof digits;
+    char *p = end;
+    unsigned magnitude = value < 0 ? 0u - unsigned(value) : unsigned(value);
+    do {
+        *--p = char('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude);
+    if (value < 0)
+        *--p = '-';
+    out.append(p, int(end - p));
+}
+
+// Codes of the time pattern programs; text is kept as it is (below 0x80).
+enum PatternCode : unsigned char {
+    Hour = 0x80, Minute, Second, Millisecond, Year, Month, Day
+};
+
+const QByteArray &builtinPlan(const char *pattern)
+{
+    static const QByteArray dayHeader = FItemTime::compilePattern(QLatin1String("--- yyyy-MM-dd\n"));
+    static const QByteArray date = FItemTime::compilePattern(QLatin1String("yyyy-MM-dd"));
+    static const QByteArray time = FItemTime::compilePattern(QLatin1String("hh:mm:ss"));
+    static const QByteArray msecs = FItemTime::compilePattern(QLatin1String("     zzz"));
+    static const QByteArray none;
+    switch (pattern[0]) {
+    case '-': return dayHeader;
+    case 'y': return date;
+    case 'h': return time;
+    case ' ': return msecs;
+    default: return none;
+    }
 }
 
 } // namespace
@@ -50,14 +101,32 @@ bool ByteArray2CharStream::stepBack(int n)
 // ---------------------------------------------------------------------------
 // OutFItemStream
 
-OutFItemStream::OutFItemStream(QDateTime *lastTime, const LogRecord *record)
-    : lastTime(lastTime)
+OutFItemStream::OutFItemStream(LogRecordFormater::State *state, const LogRecord *record)
+    : state(state)
     , record(record)
-    , dateChanged(!lastTime->isValid() || record->dateTime.date() != lastTime->date())
-    , secondChanged(!lastTime->isValid() || lastTime->msecsTo(record->dateTime) > 1000)
+    , timeValid(record->dateTime.isValid())
+    , dateChanged(true)
+    , secondChanged(!state->haveLast)
     , timeWritten(false)
     , cut(false)
 {
+    if (timeValid) {
+        time = timeParts(record->dateTime);
+        if (state->haveLast) {
+            dateChanged = time.day != state->lastDay;
+            secondChanged = time.msecs - state->lastSecond > 1000;
+        }
+    }
+}
+
+const QByteArray &OutFItemStream::moduleText()
+{
+    const QString &module = record->module;
+    if (module.isNull() != state->module.isNull() || module != state->module) {
+        state->module = module;
+        state->moduleText = module.toLocal8Bit();
+    }
+    return state->moduleText;
 }
 
 void OutFItemStream::append(const char *data, int size)
@@ -103,7 +172,7 @@ void FItemLevel::out(OutFItemStream &out) const
 
     const int level = out.record->level;
     if (level < Critical || level > Trace) {
-        out.append(QByteArray::number(level));
+        appendNumber(out, level);
         return;
     }
     const char *const *table = mode == Number ? forDigital : mode == Text ? forText : forChar;
@@ -129,12 +198,96 @@ void FItemTime::read(ByteArray2CharStream &in)
     in.next();
     const QByteArray pattern = in.before('\'');
     format = QString::fromUtf8(pattern.constData(), pattern.size());
+    plan = compilePattern(format);
+    planFormat = format;
     if (!in.atEnd())
         in.next();          // the closing quote
 }
 
+QByteArray FItemTime::compilePattern(const QString &pattern)
+{
+    // The first byte says whether the date is needed.
+    QByteArray plan(1, '\0');
+    const int size = pattern.size();
+    for (int i = 0; i < size;) {
+        const ushort c = pattern.at(i).unicode();
+        int run = 1;
+        while (i + run < size && pattern.at(i + run).unicode() == c)
+            ++run;
+        const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (!letter) {
+            if (c >= 0x80 || c == '\'' || c == 0)
+                return QByteArray();
+            plan.append(QByteArray(run, char(c)));
+        } else if (c == 'h' && run == 2) {
+            plan += char(Hour);
+        } else if (c == 'm' && run == 2) {
+            plan += char(Minute);
+        } else if (c == 's' && run == 2) {
+            plan += char(Second);
+        } else if (c == 'z' && run == 3) {
+            plan += char(Millisecond);
+        } else if (c == 'y' && run == 4) {
+            plan += char(Year);
+            plan[0] = 1;
+        } else if (c == 'M' && run == 2) {
+            plan += char(Month);
+            plan[0] = 1;
+        } else if (c == 'd' && run == 2) {
+            plan += char(Day);
+            plan[0] = 1;
+        } else {
+            // Anything else (12-hour clock, names, single digits, zones)
+            // is left to QDateTime.
+            return QByteArray();
+        }
+        i += run;
+    }
+    return plan;
+}
+
+bool FItemTime::appendTime(OutFItemStream &out, const QByteArray &plan)
+{
+    if (plan.isEmpty() || !out.timeValid)
+        return false;
+    const int ms = out.time.msecOfDay;
+    const char *p = plan.constData();
+    const char *end = p + plan.size();
+    int year = 0, month = 0, day = 0;
+    if (*p++) {
+        civilDate(out.time.day, &year, &month, &day);
+        if (year < 1000 || year > 9999)
+            return false;
+    }
+    // Each code writes at most four characters.
+    QVarLengthArray<char, 64> text(plan.size() * 4);
+    char *const start = text.data();
+    char *o = start;
+    for (; p != end; ++p) {
+        switch (static_cast<unsigned char>(*p)) {
+        case Hour: o = writeDigits(o, ms / 3600000, 2); break;
+        case Minute: o = writeDigits(o, ms / 60000 % 60, 2); break;
+        case Second: o = writeDigits(o, ms / 1000 % 60, 2); break;
+        case Millisecond: o = writeDigits(o, ms % 1000, 3); break;
+        case Year: o = writeDigits(o, year, 4); break;
+        case Month: o = writeDigits(o, month, 2); break;
+        case Day: o = writeDigits(o, day, 2); break;
+        default: *o++ = *p; break;
+        }
+    }
+    out.append(start, int(o - start));
+    return true;
+}
+
 void FItemTime::append2Stream(OutFItemStream &out, const char *builtinPattern) const
 {
+    if (format.isEmpty()) {
+        if (appendTime(out, builtinPlan(builtinPattern)))
+            return;
+    } else if (format.constData() == planFormat.constData() && appendTime(out, plan)) {
+        // format is the string that plan was made from: shared, not copied.
+        return;
+    }
     const QString pattern = format.isEmpty() ? QString::fromUtf8(builtinPattern) : format;
     out.append(out.record->dateTime.toString(pattern).toLocal8Bit());
 }
@@ -247,7 +400,7 @@ void FItemCallPos::out(OutFItemStream &out) const
     const LogRecord &record = *out.record;
     switch (mode) {
     case Module:
-        out.append(record.module.toLocal8Bit());
+        out.append(out.moduleText());
         break;
     case File:
         out.append(record.file);
@@ -261,7 +414,7 @@ void FItemCallPos::out(OutFItemStream &out) const
         if (record.line >= 1) {
             if (linePrefix)
                 out.append(&linePrefix, 1);
-            out.append(QByteArray::number(record.line, 10));
+            appendNumber(out, record.line);
         }
         break;
     case Function:
@@ -296,7 +449,8 @@ void LogRecordFormater::Items::reset(const QList<FormatItem *> &list)
 // LogRecordFormater
 
 LogRecordFormater::LogRecordFormater()
-    : items(new Items)
+    : state(new State)
+    , items(new Items)
     , traceItems(new Items)
 {
     // A configuration without a file yields the built-in formats.
@@ -360,14 +514,20 @@ void LogRecordFormater::configStringToItems(Items &items, const QByteArray &conf
 QByteArray LogRecordFormater::format(const LogRecord &record)
 {
     QReadLocker locker(&lock);
-    OutFItemStream out(&lastTime, &record);
+    OutFItemStream out(state.data(), &record);
+    // Room for a usual line, so that the items do not grow it piece by piece.
+    out.buffer.reserve(qMin(128 + record.message.size(), int(OutFItemStream::maxText)));
     const Items &list = record.level == Trace ? *traceItems : *items;
     for (const FormatItem *item : list.items)
         item->out(out);
     if (out.timeWritten) {
-        const QTime time = record.dateTime.time();
-        lastTime = QDateTime(record.dateTime.date(),
-                             QTime(time.hour(), time.minute(), time.second(), 0));
+        // Keep the time cut to its whole second. An invalid time leaves none.
+        State &last = *state;
+        last.haveLast = out.timeValid;
+        if (out.timeValid) {
+            last.lastSecond = out.time.msecs - out.time.msecOfDay % 1000;
+            last.lastDay = out.time.day;
+        }
     }
     if (out.cut) {
         static const char marker[] = " [cut: record longer than 1 MiB]";

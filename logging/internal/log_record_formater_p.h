@@ -4,6 +4,8 @@
 #include <logging/log_record.h>
 #include <logging/log_record_formater.h>
 
+#include "local_time_p.h"
+
 #include <QtCore/QList>
 #include <QtCore/QVector>
 
@@ -47,6 +49,22 @@ public:
     int size;
 };
 
+// What a formatter keeps from record to record.
+struct LogRecordFormater::State
+{
+    State() : haveLast(false), lastSecond(0), lastDay(0) {}
+
+    // The last record whose full time was written: the time cut to its whole
+    // second (milliseconds since the epoch) and its local day.
+    bool haveLast;
+    qint64 lastSecond;
+    qint64 lastDay;
+
+    // The module written last and its local 8-bit text.
+    QString module;
+    QByteArray moduleText;
+};
+
 // The state of formatting one record, shared by the items.
 //
 // One record's text is at most maxText bytes, whatever the message and the
@@ -56,15 +74,20 @@ struct OutFItemStream
 {
     static const int maxText = 1024 * 1024;
 
-    OutFItemStream(QDateTime *lastTime, const LogRecord *record);
+    OutFItemStream(LogRecordFormater::State *state, const LogRecord *record);
 
     void append(const char *data, int size);
     void append(const QByteArray &text) { append(text.constData(), text.size()); }
 
-    QDateTime *lastTime;
+    // The record's module as local 8-bit text.
+    const QByteArray &moduleText();
+
+    LogRecordFormater::State *state;
     const LogRecord *record;
-    bool dateChanged;       // the date differs from lastTime's
-    bool secondChanged;     // more than 1000 ms past lastTime (or no lastTime)
+    bool timeValid;         // the record's time is valid; then time holds its parts
+    TimeParts time;
+    bool dateChanged;       // the date differs from the last full time's
+    bool secondChanged;     // more than 1000 ms past the last full time (or none yet)
     bool timeWritten;       // a full time has been written for this record
     bool cut;               // something did not fit
     QByteArray buffer;
@@ -106,8 +129,19 @@ public:
     void out(OutFItemStream &out) const override;
     void append2Stream(OutFItemStream &out, const char *builtinPattern) const;
 
+    // The pattern as a short program for appendTime(), or an empty array when
+    // it needs QDateTime::toString(): digits of hh, mm, ss, zzz, yyyy, MM and
+    // dd, and text without letters or quotes are done by hand.
+    static QByteArray compilePattern(const QString &pattern);
+    // Appends the time by plan; false (and nothing appended) when it cannot.
+    static bool appendTime(OutFItemStream &out, const QByteArray &plan);
+
     int mode = AbbreviatedTime;
     QString format;     // custom QDateTime pattern; empty means built-in
+
+private:
+    QByteArray plan;        // format compiled, kept while format is unchanged
+    QString planFormat;
 };
 
 // The indent is capped at maxIndent spaces, so that no format string can make

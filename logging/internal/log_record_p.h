@@ -5,11 +5,34 @@
 
 namespace logging {
 
-// Builds the transport header from the record's fields; moduleUtf8 is the
-// module already encoded as UTF-8. Shared by LogRecord and toLog(), which
-// has the module as bytes and need not build a QString to encode it.
-QByteArray encodeRecordHeader(int level, qint64 msecsSinceEpoch, const QByteArray &moduleUtf8,
-                              const QByteArray &function, const QByteArray &file, int line);
+// Builds transport headers by hand, without temporary containers. It keeps
+// the last field block and header: when only the level and the time have
+// changed, and their texts have kept their lengths, the rest of the block
+// and so of its base64 text is the same, and only the first characters are
+// encoded again.
+class RecordHeaderEncoder
+{
+public:
+    RecordHeaderEncoder() : prefixSize(0), changed(0) {}
+
+    // moduleUtf8 is the module already encoded as UTF-8. sameTail says that
+    // the module, function, file and line are those of the last call.
+    void encode(int level, qint64 msecsSinceEpoch, const char *moduleUtf8, int moduleSize,
+                const char *function, int functionSize, const char *file, int fileSize,
+                int line, bool sameTail);
+
+    // The marker, the base64 field block and the terminator.
+    QByteArray header;
+
+    // How many bytes at the start of header the last encode() may have
+    // changed; the rest is as it was.
+    int changedSize() const { return changed; }
+
+private:
+    QByteArray block;
+    int prefixSize;     // the level and time texts with their separators
+    int changed;
+};
 
 } // namespace logging
 

@@ -7,15 +7,20 @@
 #include <logging/dp_syslog.h>
 #include <logging/version_info.h>
 
+#include "local_time_p.h"
 #include "log_record_p.h"
 #include "logging_p.h"
 #include "qt_compat_p.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QList>
+#include <QtCore/QMutex>
+#include <QtCore/QVarLengthArray>
 
 #include <atomic>
+#include <climits>
 #include <cstdio>
+#include <cstring>
 
 namespace logging {
 
@@ -25,6 +30,53 @@ namespace {
 const char gLogFileName[] = "log.conf";
 
 std::atomic<bool> s_initialized(false);
+
+// The most verbose level that some active destination may take. Raised at
+// once whenever a filter or an activation could need it; lowered to the
+// exact figure when the registry applies the settings. Counting the raises
+// lets a lowering that overlaps one keep the raised figure.
+std::atomic<int> s_levelCeiling(INT_MAX);
+QMutex s_ceilingMutex;
+unsigned s_ceilingRaises = 0;
+
+// The record this thread encoded last, with its fields, so that the handler
+// can take them as they are when the text it receives starts with exactly
+// this header. The byte arrays are the thread's own copies, kept while
+// the next record comes from the same call site: no allocation then.
+struct LastEncoded
+{
+    RecordHeaderEncoder encoder;
+    QString headerText;     // the header as text, kept in step with the encoder
+    QByteArray moduleKey;   // the module as toLog() was given it, joined
+    QString module;
+    QByteArray moduleUtf8;
+    QByteArray function;
+    QByteArray file;
+    int level;
+    int line;
+    qint64 msecs;
+    int offset;
+};
+
+thread_local LastEncoded t_last;
+
+// The stream of a record that no destination takes: it writes into this
+// thread's scratch string and is never emitted.
+thread_local QString t_discarded;
+
+// Makes kept a copy of the bytes; false when it was one already.
+bool keepCopy(QByteArray &kept, const char *bytes, int size, bool null)
+{
+    if (kept.size() == size && kept.isNull() == null
+        && memcmp(kept.constData(), bytes, size_t(size)) == 0)
+        return false;
+    kept = null ? QByteArray() : QByteArray(bytes, size);
+    return true;
+}
+
+QDebug toLogText(Level level, const char *module, int moduleSize, const char *file, int fileSize,
+                 bool fileNull, int line, const char *function, int functionSize,
+                 bool functionNull, const char *subModule, int subModuleSize);
 
 // A message held back by ReportDeferral: either raw text that reached the
 // handler, or the string a toLog() stream writes into.
@@ -85,14 +137,42 @@ Level levelOfMessageType(QtMsgType type)
     }
 }
 
+// A record made of the fields that this thread encoded last and message.
+QSharedPointer<LogRecord> lastEncodedRecord(const QByteArray &message)
+{
+    const LastEncoded &last = t_last;
+    return compat::makeShared<LogRecord>(Level(last.level),
+                                         compat::offsetDateTime(last.msecs, last.offset),
+                                         last.module, message, last.function, last.file,
+                                         last.line);
+}
+
+// The record of text if it starts with the header that this thread encoded
+// last: its fields are at hand, there is nothing to decode.
+QSharedPointer<LogRecord> lastEncodedRecord(const char *text, int size)
+{
+    const QByteArray &header = t_last.encoder.header;
+    const int headerSize = header.size();
+    if (headerSize == 0 || size < headerSize
+        || memcmp(text, header.constData(), size_t(headerSize)) != 0)
+        return QSharedPointer<LogRecord>();
+    // The terminator, then one separator byte, then the message.
+    const int messageStart = headerSize + 1;
+    return lastEncodedRecord(messageStart < size
+                                 ? QByteArray(text + messageStart, size - messageStart)
+                                 : QByteArray());
+}
+
 // Turns one message into a record and offers it to the destinations.
 void deliver(QtMsgType type, const QByteArray &text)
 {
-    QSharedPointer<LogRecord> record = LogRecord::fromByteArray(text);
+    QSharedPointer<LogRecord> record = lastEncodedRecord(text.constData(), text.size());
+    if (!record)
+        record = LogRecord::fromByteArray(text);
     if (!record) {
         static const QString qtModule = QString::fromLatin1("qt");
-        record = compat::makeShared<LogRecord>(levelOfMessageType(type),
-                                               QDateTime::currentDateTime(), qtModule,
+        record = compat::makeShared<LogRecord>(levelOfMessageType(type), currentDateTime(),
+                                               qtModule,
                                                QByteArray(text.constData(), text.size()),
                                                QByteArray(), QByteArray(), 0);
     }
@@ -110,6 +190,26 @@ void printUndelivered(const QByteArray &text)
     } else {
         fprintf(stderr, "%s\n", text.constData());
     }
+}
+
+// Delivers what the record just delivered caused, then what that caused,
+// and so on, and ends the deferral that the delivery began. The number of
+// rounds is capped, so that output which keeps causing messages (Qt warning
+// about a device at every write, say) cannot keep this thread here for good.
+void deliverPending()
+{
+    for (int round = 1; PendingList *list = takePending(); ++round) {
+        for (PendingMessage *message : *list) {
+            const QByteArray bytes = message->bytes();
+            if (round <= s_maxRounds)
+                deliver(message->type, bytes);
+            else
+                printUndelivered(bytes);
+            delete message;
+        }
+        delete list;
+    }
+    --t_deferDepth;
 }
 
 QString versionText()
@@ -174,48 +274,133 @@ void ReportDeferral::deferMessage(QtMsgType type, const char *text)
 QDebug toLog(Level level, const QByteArray &module, const QByteArray &file, int line,
              const QByteArray &function, const QByteArray &subModule)
 {
+    return toLogText(level, module.constData(), module.size(), file.constData(), file.size(),
+                     file.isNull(), line, function.constData(), function.size(),
+                     function.isNull(), subModule.constData(), subModule.size());
+}
+
+namespace {
+
+QDebug toLogText(Level level, const char *module, int moduleSize, const char *file, int fileSize,
+                 bool fileNull, int line, const char *function, int functionSize,
+                 bool functionNull, const char *subModule, int subModuleSize)
+{
     if (!InitializerPrivate::checkAndSetInitialized(false)) {
         QDebug plain(QtDebugMsg);
-        if (level >= Trace)
-            plain << "***" << line << ":" << file << function;
+        if (level >= Trace) {
+            plain << "***" << line << ":" << QByteArray::fromRawData(file, fileSize)
+                  << QByteArray::fromRawData(function, functionSize);
+        }
         return plain;
     }
 
-    const QDateTime now = QDateTime::currentDateTime();
-
-    QByteArray moduleBytes = module;
-    if (!module.isEmpty() && !subModule.isEmpty()) {
-        moduleBytes.reserve(module.size() + 1 + subModule.size());
-        moduleBytes += '.';
-        moduleBytes += subModule;
+    if (level > s_levelCeiling.load(std::memory_order_relaxed) && !ReportDeferral::active()) {
+        // No destination takes it: not even the time is read. A record held
+        // back is judged when it is delivered: a refresh under way may be
+        // about to let it through.
+        QString &discarded = t_discarded;
+        discarded.resize(0);
+        return QDebug(&discarded);
     }
-    const int zero = moduleBytes.indexOf('\0');
-    if (zero >= 0)
-        moduleBytes.truncate(zero);
 
-    // The module is read as ASCII text and travels as UTF-8: the bytes can
-    // be used as they are unless one of them is beyond ASCII.
-    bool ascii = true;
-    const char *c = moduleBytes.constData();
-    for (const char *end = c + moduleBytes.size(); c != end; ++c) {
-        if (static_cast<unsigned char>(*c) >= 0x80) {
-            ascii = false;
-            break;
-        }
+    LastEncoded &last = t_last;
+    qint64 msecs;
+    int offset;
+    currentTime(&msecs, &offset);
+
+    // The module as given, joined and cut at a zero byte; when it is the
+    // same as last time, so are its text and its UTF-8 form.
+    const bool joined = moduleSize > 0 && subModuleSize > 0;
+    const int keySize = joined ? moduleSize + 1 + subModuleSize : moduleSize;
+    QVarLengthArray<char, 256> key(keySize);
+    memcpy(key.data(), module, size_t(moduleSize));
+    if (joined) {
+        key[moduleSize] = '.';
+        memcpy(key.data() + moduleSize + 1, subModule, size_t(subModuleSize));
     }
-    const QByteArray moduleUtf8 = ascii
-        ? moduleBytes
-        : compat::fromAscii(moduleBytes.constData(), moduleBytes.size()).toUtf8();
+    const int zero = int(qstrnlen(key.constData(), uint(keySize)));
+    bool sameTail = true;
+    if (last.module.isNull() || last.moduleKey.size() != zero
+        || memcmp(last.moduleKey.constData(), key.constData(), size_t(zero)) != 0) {
+        last.moduleKey = QByteArray(key.constData(), zero);
+        // Read as ASCII text; it travels as UTF-8.
+        last.module = compat::fromAscii(key.constData(), zero);
+        last.moduleUtf8 = last.module.toUtf8();
+        sameTail = false;
+    }
+    if (keepCopy(last.function, function, functionSize, functionNull))
+        sameTail = false;
+    if (keepCopy(last.file, file, fileSize, fileNull))
+        sameTail = false;
+    if (line != last.line)
+        sameTail = false;
+    last.level = level;
+    last.line = line;
+    last.msecs = msecs;
+    last.offset = offset;
+    last.encoder.encode(level, msecs, last.moduleUtf8.constData(), last.moduleUtf8.size(),
+                        last.function.constData(), last.function.size(),
+                        last.file.constData(), last.file.size(), line, sameTail);
 
-    const QByteArray header = encodeRecordHeader(level, now.toMSecsSinceEpoch(), moduleUtf8,
-                                                 function, file, line);
+    // The text follows the bytes; usually only its first characters change.
+    const QByteArray &header = last.encoder.header;
+    const int changed = qMin(last.encoder.changedSize(), header.size());
+    if (last.headerText.size() != header.size() || changed == header.size()) {
+        last.headerText = QString::fromLatin1(header.constData(), header.size());
+    } else {
+        QChar *text = last.headerText.data();
+        for (int i = 0; i < changed; ++i)
+            text[i] = QLatin1Char(header.at(i));
+    }
 
-    // Streamed as a C string: a QString or QByteArray would be quoted and no
-    // longer start with the marker.
+    // Streamed as plain text: quoted, it would no longer start with the marker.
     QDebug stream = ReportDeferral::active() ? QDebug(ReportDeferral::deferStream())
                                              : compat::recordStream();
-    stream << header.constData();
+    compat::streamPlain(stream, last.headerText, header);
     return stream;
+}
+
+} // namespace
+
+namespace detail {
+
+bool levelEnabled(int level)
+{
+    return level <= s_levelCeiling.load(std::memory_order_relaxed)
+        || !s_initialized.load(std::memory_order_relaxed);
+}
+
+QDebug toLogLiteral(Level level, const char *module, const char *file, int line,
+                    const char *function, const char *subModule)
+{
+    return toLogText(level, module, module ? int(strlen(module)) : 0, file,
+                     file ? int(strlen(file)) : 0, !file, line, function,
+                     function ? int(strlen(function)) : 0, !function, subModule,
+                     subModule ? int(strlen(subModule)) : 0);
+}
+
+} // namespace detail
+
+void raiseLevelCeiling(int level)
+{
+    QMutexLocker locker(&s_ceilingMutex);
+    ++s_ceilingRaises;
+    if (level > s_levelCeiling.load(std::memory_order_relaxed))
+        s_levelCeiling.store(level, std::memory_order_relaxed);
+}
+
+unsigned levelCeilingRaises()
+{
+    QMutexLocker locker(&s_ceilingMutex);
+    return s_ceilingRaises;
+}
+
+void setLevelCeiling(int level, unsigned raisesBefore)
+{
+    QMutexLocker locker(&s_ceilingMutex);
+    if (s_ceilingRaises != raisesBefore)
+        level = qMax(level, s_levelCeiling.load(std::memory_order_relaxed));
+    s_levelCeiling.store(level, std::memory_order_relaxed);
 }
 
 // ---------------------------------------------------------------------------
@@ -243,7 +428,8 @@ InitializerPrivate::InitializerPrivate(const QStringList &configDirs)
     sysLog.reset(new DPSysLog);
     config->refresh();
 
-    compat::installMessageHandler(&InitializerPrivate::messageFinished);
+    compat::installMessageHandler(&InitializerPrivate::messageFinished,
+                                  &InitializerPrivate::messageText);
     checkAndSetInitialized(true);
 
     static bool firstMessage = true;
@@ -294,24 +480,29 @@ void InitializerPrivate::messageFinished(QtMsgType type, const char *text)
     }
 
     // Everything this record causes on this thread (reports of a drain, say)
-    // is held back and delivered here, after the registry is released. What
-    // those cause comes next, and so on; the number of rounds is capped, so
-    // that output which keeps causing messages (Qt warning about a device at
-    // every write, say) cannot keep this thread here for good.
+    // is held back and delivered here, after the registry is released.
     ++t_deferDepth;
     deliver(type, QByteArray::fromRawData(text, int(qstrlen(text))));
-    for (int round = 1; PendingList *list = takePending(); ++round) {
-        for (PendingMessage *message : *list) {
-            const QByteArray bytes = message->bytes();
-            if (round <= s_maxRounds)
-                deliver(message->type, bytes);
-            else
-                printUndelivered(bytes);
-            delete message;
-        }
-        delete list;
-    }
-    --t_deferDepth;
+    deliverPending();
+}
+
+bool InitializerPrivate::messageText(QtMsgType, const QString &text)
+{
+    // Only a record that this thread has just encoded, outside any deferral.
+    const QByteArray &header = t_last.encoder.header;
+    const int headerSize = header.size();
+    if (headerSize == 0 || text.size() < headerSize || ReportDeferral::active()
+        || (text.size() > headerSize && text.at(headerSize).unicode() >= 0x80)
+        || !text.startsWith(QLatin1String(header.constData(), headerSize)))
+        return false;
+    // Only the message needs converting.
+    const int messageStart = headerSize + 1;
+    const QSharedPointer<LogRecord> record = lastEncodedRecord(
+        messageStart < text.size() ? compat::localText(text, messageStart) : QByteArray());
+    ++t_deferDepth;
+    DestPoint::allDestPointManager()->sendLogRecord(record);
+    deliverPending();
+    return true;
 }
 
 } // namespace logging

@@ -21,6 +21,9 @@ public:
     // The library's Qt message handler: turns every message of the process
     // into a record and hands it to the destination registry.
     static void messageFinished(QtMsgType type, const char *text);
+    // Where Qt hands over a QString: takes a record that this thread has just
+    // encoded without converting its header. False for any other text.
+    static bool messageText(QtMsgType type, const QString &text);
 
     // The process-wide initialised flag. Once true it stays true; while it is
     // false it takes the value of set. Returns the flag's value after that.
@@ -50,6 +53,16 @@ private:
 // handler they are delivered by the handler itself once the record at hand is
 // out, since Qt 5/6 would print a message emitted there raw to standard
 // error, and Qt 4 would re-enter the handler.
+// The most verbose level that any active destination may take; toLog() and
+// the macros drop records above it before anything is made of them. A change
+// that may let more through calls raiseLevelCeiling() before it takes
+// effect. The registry sets the exact figure when it applies the settings:
+// it reads levelCeilingRaises() first, then the destinations' levels, and
+// passes both to setLevelCeiling(), which keeps any raise in between.
+void raiseLevelCeiling(int level);
+unsigned levelCeilingRaises();
+void setLevelCeiling(int level, unsigned raisesBefore);
+
 class QTLOG_EXPORT ReportDeferral
 {
 public:

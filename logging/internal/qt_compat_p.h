@@ -29,12 +29,19 @@
 namespace logging {
 namespace compat {
 
+// QDate's Julian day of 1970-01-01.
+const qint64 julianDayOfEpoch = 2440588;
+
 // The library's message handler has Qt 4's signature.
 typedef void (*MessageHandler)(QtMsgType type, const char *text);
 
+// Where Qt hands over text as a QString, this is offered it first; true when
+// it has dealt with the message.
+typedef bool (*TextHandler)(QtMsgType type, const QString &text);
+
 #if QT_VERSION < 0x050000
 
-inline void installMessageHandler(MessageHandler handler)
+inline void installMessageHandler(MessageHandler handler, TextHandler = 0)
 {
     qInstallMsgHandler(handler);
 }
@@ -93,6 +100,56 @@ inline QDateTime fileModified(const QString &fileName)
     return QDateTime::fromMSecsSinceEpoch(qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000);
 }
 
+// The text from position from on, in the local 8-bit encoding.
+inline QByteArray toLocal8Bit(const QString &text, int from)
+{
+    return text.mid(from).toLocal8Bit();
+}
+
+// The text from position from on, as Latin-1.
+inline QByteArray toLatin1(const QString &text, int from)
+{
+    return text.mid(from).toLatin1();
+}
+
+// Writes ASCII text into stream as it is, without quotes, and the space.
+// Qt 4 quotes every QString: the bytes go in as a C string.
+inline void streamPlain(QDebug &stream, const QString &, const QByteArray &bytes)
+{
+    stream << bytes.constData();
+}
+
+// Milliseconds since the epoch and the offset from UTC in seconds of a
+// QDateTime with a fixed offset (or UTC); false for any other kind.
+inline bool fixedOffset(const QDateTime &dateTime, qint64 *msecs, int *offsetSeconds)
+{
+    const Qt::TimeSpec spec = dateTime.timeSpec();
+    if (spec != Qt::OffsetFromUTC && spec != Qt::UTC)
+        return false;
+    *msecs = dateTime.toMSecsSinceEpoch();
+    *offsetSeconds = spec == Qt::UTC ? 0 : dateTime.utcOffset();
+    return true;
+}
+
+// The local time msecs (since the epoch, UTC) with a fixed offset from UTC.
+// Qt 4 keeps date and time as given and takes the offset as their zone: no
+// conversion through the C library.
+inline QDateTime offsetDateTime(qint64 msecs, int offsetSeconds)
+{
+    const qint64 local = msecs + qint64(offsetSeconds) * 1000;
+    qint64 day = local / 86400000;
+    qint64 msecOfDay = local % 86400000;
+    if (msecOfDay < 0) {
+        msecOfDay += 86400000;
+        --day;
+    }
+    const int ms = int(msecOfDay);
+    QDateTime result(QDate::fromJulianDay(int(day + julianDayOfEpoch)),
+                     QTime(ms / 3600000, ms / 60000 % 60, ms / 1000 % 60, ms % 1000), Qt::UTC);
+    result.setUtcOffset(offsetSeconds);
+    return result;
+}
+
 #else // Qt 5 and Qt 6
 
 namespace detail {
@@ -102,17 +159,28 @@ inline MessageHandler &installedHandler()
     return handler;
 }
 
-// Hands Qt 5/6 messages to the Qt 4 style handler as local 8-bit text.
+inline TextHandler &installedTextHandler()
+{
+    static TextHandler handler = nullptr;
+    return handler;
+}
+
+// Hands Qt 5/6 messages to the Qt 4 style handler as local 8-bit text,
+// unless the text handler takes them as they are.
 inline void messageAdapter(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
+    const TextHandler textHandler = installedTextHandler();
+    if (textHandler && textHandler(type, text))
+        return;
     const QByteArray local = text.toLocal8Bit();
     installedHandler()(type, local.constData());
 }
 } // namespace detail
 
-inline void installMessageHandler(MessageHandler handler)
+inline void installMessageHandler(MessageHandler handler, TextHandler textHandler = nullptr)
 {
     detail::installedHandler() = handler;
+    detail::installedTextHandler() = textHandler;
     qInstallMessageHandler(handler ? detail::messageAdapter : nullptr);
 }
 
@@ -173,7 +241,60 @@ inline QDateTime fileModified(const QString &fileName)
     return QFileInfo(fileName).lastModified();
 }
 
+// The text from position from on, in the local 8-bit encoding.
+inline QByteArray toLocal8Bit(const QString &text, int from)
+{
+    return QStringView(text).mid(from).toLocal8Bit();
+}
+
+// The text from position from on, as Latin-1.
+inline QByteArray toLatin1(const QString &text, int from)
+{
+    return QStringView(text).mid(from).toLatin1();
+}
+
+// Writes text (ASCII; bytes holds the same) into stream as it is, without
+// quotes, and the space.
+inline void streamPlain(QDebug &stream, const QString &text, const QByteArray &)
+{
+    stream.noquote() << text;
+    stream.quote();
+}
+
+// Milliseconds since the epoch and the offset from UTC in seconds of a
+// QDateTime with a fixed offset (or UTC); false for any other kind.
+inline bool fixedOffset(const QDateTime &dateTime, qint64 *msecs, int *offsetSeconds)
+{
+    const Qt::TimeSpec spec = dateTime.timeSpec();
+    if (spec != Qt::OffsetFromUTC && spec != Qt::UTC)
+        return false;
+    *msecs = dateTime.toMSecsSinceEpoch();
+    *offsetSeconds = dateTime.offsetFromUtc();
+    return true;
+}
+
+// The local time msecs (since the epoch, UTC) with a fixed offset from UTC:
+// date(), time() and the conversions back are plain arithmetic.
+inline QDateTime offsetDateTime(qint64 msecs, int offsetSeconds)
+{
+    return QDateTime::fromMSecsSinceEpoch(msecs, Qt::OffsetFromUTC, offsetSeconds);
+}
+
 #endif
+
+// The text from position from on, in the local 8-bit encoding. ASCII, the
+// usual case, is the same in every local encoding and needs no codec.
+inline QByteArray localText(const QString &text, int from)
+{
+    const int size = text.size() - from;
+    const ushort *chars = text.utf16() + from;
+    ushort any = 0;
+    for (int i = 0; i < size; ++i)
+        any |= chars[i];
+    if (any >= 0x80)
+        return toLocal8Bit(text, from);
+    return toLatin1(text, from);
+}
 
 // A case-sensitive regular expression whose classes "\w" (letter, digit,
 // combining mark or '_') and "\s" (white space as QChar::isSpace() sees it)

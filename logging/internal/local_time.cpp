@@ -1,0 +1,108 @@
+#include "local_time_p.h"
+
+#include "qt_compat_p.h"
+
+#include <ctime>
+#include <sys/time.h>
+
+namespace logging {
+
+namespace {
+
+const qint64 s_msecsPerDay = 86400000;
+
+qint64 floorDiv(qint64 a, qint64 b)
+{
+    return a >= 0 ? a / b : -((-a + b - 1) / b);
+}
+
+// The offset of one second, read from the C library. tzset() makes it look
+// at TZ and the zone file again; localtime_r() alone does not.
+int offsetOf(time_t second, bool recheckZone)
+{
+    if (recheckZone)
+        tzset();
+    struct tm local;
+    if (!localtime_r(&second, &local))
+        return 0;
+    return int(local.tm_gmtoff);
+}
+
+// Per thread: the second last looked at and its offset.
+thread_local qint64 t_second = -1;
+thread_local bool t_haveSecond = false;
+thread_local int t_offset = 0;
+
+} // namespace
+
+void currentTime(qint64 *msecs, int *offsetSeconds)
+{
+    struct timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    const qint64 second = qint64(now.tv_sec);
+    *msecs = second * 1000 + now.tv_nsec / 1000000;
+    if (!t_haveSecond || second != t_second) {
+        // A new second: the zone may have changed (DST, a new TZ).
+        t_offset = offsetOf(time_t(second), true);
+        t_second = second;
+        t_haveSecond = true;
+    }
+    *offsetSeconds = t_offset;
+}
+
+int localOffsetAt(qint64 msecs)
+{
+    const qint64 second = floorDiv(msecs, 1000);
+    if (t_haveSecond && second == t_second)
+        return t_offset;
+    return offsetOf(time_t(second), false);
+}
+
+QDateTime currentDateTime()
+{
+    qint64 msecs;
+    int offset;
+    currentTime(&msecs, &offset);
+    return compat::offsetDateTime(msecs, offset);
+}
+
+QDateTime localDateTime(qint64 msecs)
+{
+    return compat::offsetDateTime(msecs, localOffsetAt(msecs));
+}
+
+TimeParts timeParts(const QDateTime &dateTime)
+{
+    TimeParts parts;
+    int offset;
+    if (compat::fixedOffset(dateTime, &parts.msecs, &offset)) {
+        const qint64 local = parts.msecs + qint64(offset) * 1000;
+        parts.day = floorDiv(local, s_msecsPerDay);
+        parts.msecOfDay = int(local - parts.day * s_msecsPerDay);
+        return parts;
+    }
+    parts.msecs = dateTime.toMSecsSinceEpoch();
+    const QTime time = dateTime.time();
+    parts.day = dateTime.date().toJulianDay() - compat::julianDayOfEpoch;
+    parts.msecOfDay = ((time.hour() * 60 + time.minute()) * 60 + time.second()) * 1000
+        + time.msec();
+    return parts;
+}
+
+void civilDate(qint64 day, int *year, int *month, int *dayOfMonth)
+{
+    // Howard Hinnant's days-to-civil conversion, proleptic Gregorian.
+    const qint64 z = day + 719468;
+    const qint64 era = floorDiv(z, 146097);
+    const qint64 doe = z - era * 146097;
+    const qint64 yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    const qint64 doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const qint64 mp = (5 * doy + 2) / 153;
+    const int d = int(doy - (153 * mp + 2) / 5 + 1);
+    const int m = int(mp < 10 ? mp + 3 : mp - 9);
+    *year = int(yoe + era * 400 + (m <= 2 ? 1 : 0));
+    *month = m;
+    *dayOfMonth = d;
+}
+
+} // namespace logging
