@@ -71,9 +71,9 @@ inline QByteArray bytes(const QByteArray &text)
 QTLOG_EXPORT QDebug toLogLiteral(Level level, const char *module, const char *file, int line,
                                  const char *function, const char *subModule);
 
-inline QByteArray text(const char *text)
+inline QByteArray text(const char *zeroTerminated)
 {
-    return QByteArray::fromRawData(text, int(qstrlen(text)));
+    return QByteArray::fromRawData(zeroTerminated, int(qstrlen(zeroTerminated)));
 }
 
 template <int N>
