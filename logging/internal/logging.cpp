@@ -493,7 +493,7 @@ bool InitializerPrivate::messageText(QtMsgType, const QString &text)
     const int headerSize = header.size();
     if (headerSize == 0 || text.size() < headerSize || ReportDeferral::active()
         || (text.size() > headerSize && text.at(headerSize).unicode() >= 0x80)
-        || !text.startsWith(QLatin1String(header.constData(), headerSize)))
+        || !compat::startsWithLatin1(text, header))
         return false;
     // Only the message needs converting.
     const int messageStart = headerSize + 1;

@@ -112,6 +112,12 @@ inline QByteArray toLatin1(const QString &text, int from)
     return text.mid(from).toLatin1();
 }
 
+// True when text starts with the Latin-1 bytes of prefix.
+inline bool startsWithLatin1(const QString &text, const QByteArray &prefix)
+{
+    return text.startsWith(QLatin1String(prefix.constData()));
+}
+
 // Writes ASCII text into stream as it is, without quotes, and the space.
 // Qt 4 quotes every QString: the bytes go in as a C string.
 inline void streamPlain(QDebug &stream, const QString &, const QByteArray &bytes)
@@ -251,6 +257,12 @@ inline QByteArray toLocal8Bit(const QString &text, int from)
 inline QByteArray toLatin1(const QString &text, int from)
 {
     return QStringView(text).mid(from).toLatin1();
+}
+
+// True when text starts with the Latin-1 bytes of prefix.
+inline bool startsWithLatin1(const QString &text, const QByteArray &prefix)
+{
+    return text.startsWith(QLatin1String(prefix.constData(), prefix.size()));
 }
 
 // Writes text (ASCII; bytes holds the same) into stream as it is, without
