@@ -263,7 +263,7 @@ int main(int argc, char **argv)
     logging::Initializer logging(QStringList() << s_dir + QLatin1Char('/'));
 
 #ifdef QTLOG_BENCH_SPDLOG
-    s_spdlog = spdlog::basic_logger_mt("media.player", path("spdlog.log").toStdString());
+    s_spdlog = spdlog::basic_logger_mt("media.player", std::string(path("spdlog.log").constData()));
     s_spdlog->set_pattern("%H:%M:%S.%e %L [%n] %v");
     s_spdlog->flush_on(spdlog::level::trace);
 #endif
@@ -271,7 +271,7 @@ int main(int argc, char **argv)
     {
         using namespace log4cxx;
         LayoutPtr layout(new PatternLayout(LOG4CXX_STR("%d{HH:mm:ss.SSS} %p [%c] %m%n")));
-        FileAppenderPtr appender(new FileAppender(layout, path("log4cxx.log").toStdString(), true));
+        FileAppenderPtr appender(new FileAppender(layout, std::string(path("log4cxx.log").constData()), true));
         appender->setImmediateFlush(true);
         s_log4cxx = Logger::getLogger("media.player");
         s_log4cxx->addAppender(appender);
