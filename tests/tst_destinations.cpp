@@ -3,11 +3,6 @@
 #include <logging/config.h>
 #include <logging/destpoint.h>
 #include <logging/dp_buffer.h>
-#include <logging/dp_syslog.h>
-
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 using namespace logging;
 
@@ -84,14 +79,6 @@ private Q_SLOTS:
         registry()->sendLogRecord(shared(Info, at(10, 0, 0, 0)));
         QCOMPARE(a.drains, 1);
         QCOMPARE(b.taken.size(), 2);
-
-        registry()->addDestPoint(&b);      // registered twice: offered twice
-        registry()->sendLogRecord(shared(Info, at(10, 0, 0, 0)));
-        QCOMPARE(b.taken.size(), 4);
-        registry()->removeDestPoint(&b);   // removes both entries
-        registry()->sendLogRecord(shared(Info, at(10, 0, 0, 0)));
-        QCOMPARE(b.taken.size(), 4);
-        registry()->addDestPoint(&b);      // for its destructor's sake
     }
 
     void refreshConfigAndBuffer()
@@ -127,43 +114,6 @@ private Q_SLOTS:
         buffer.setRotateLineCount(-1);
         registry()->sendLogRecord(shared(Info, at(10, 0, 2, 0)));
         QVERIFY(buffer.getLines().isEmpty());
-    }
-
-    void syslog()
-    {
-        // A small system logger of our own on /dev/log, unless one runs already.
-        if (QFile::exists("/dev/log"))
-            QTLOG_SKIP("/dev/log belongs to a running system logger");
-        const int sock = socket(AF_UNIX, SOCK_DGRAM, 0);
-        sockaddr_un addr = {};
-        addr.sun_family = AF_UNIX;
-        strcpy(addr.sun_path, "/dev/log");
-        if (bind(sock, reinterpret_cast<sockaddr *>(&addr), sizeof(addr)) != 0) {
-            ::close(sock);
-            QTLOG_SKIP("cannot create /dev/log (not root?)");
-        }
-        struct Cleanup { int s; ~Cleanup() { ::close(s); unlink("/dev/log"); } } cleanup = { sock };
-        timeval timeout = { 2, 0 };
-        setsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
-
-        DPSysLog sysLog;
-        sysLog.filter().setLevel(7);
-        const int levels[] = { 0, 1, 2, 3, 4, 5, 7 };
-        for (int level : levels)
-            sysLog.insertLogRecord(shared(Level(level), at(10, 0, 0, level), "level " + QByteArray::number(level) + " %s"));
-        sysLog.outItems();
-
-        // <facility * 8 + severity>: LOG_USER is 1; Trace (5) is never sent.
-        const QStringList expected = QStringList() << "<10>" << "<11>" << "<12>" << "<14>" << "<15>" << "<15>";
-        for (int i = 0; i < expected.size(); ++i) {
-            char buf[512];
-            const ssize_t n = recv(sock, buf, sizeof(buf) - 1, 0);
-            QVERIFY2(n > 0, "no syslog message arrived");
-            const QString text = QString::fromLocal8Bit(buf, int(n));
-            QVERIFY2(text.startsWith(expected.at(i)), qPrintable(text));
-            QVERIFY2(text.contains("quimbo: ") && text.contains(" %s"), qPrintable(text));
-            QVERIFY(!text.contains("level 5"));
-        }
     }
 };
 
