@@ -16,25 +16,8 @@ run="$4"
 shift 4
 here="$(cd "$(dirname "$0")" && pwd)"
 
-rm -rf "$work"
-mkdir -p "$work"
-prefix="$work/prefix"
-if [ -n "${PKG_CONFIG_SYSROOT_DIR:-}" ]; then
-    # pkg-config puts its sysroot in front of every path that does not start
-    # with it already. Install into a copy of the sysroot made of links, so
-    # that Qt's paths and ours both resolve.
-    overlay="$work/sysroot"
-    mkdir -p "$overlay"
-    for entry in "$PKG_CONFIG_SYSROOT_DIR"/*; do
-        ln -s "$entry" "$overlay/"
-    done
-    export PKG_CONFIG_SYSROOT_DIR="$overlay"
-    prefix="$overlay/qtlog-prefix"
-fi
-cmake --install "$build" --prefix "$prefix" >/dev/null
-
-libdir="$(dirname "$(find "$prefix" -name 'libqtlog.so' | head -n 1)")"
-export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+. "$here/../install_package.sh"
+install_package "$build" "$work"
 
 # CMake package.
 cmake -S "$here" -B "$work/cmake-build" -Dqtlog_DIR="$libdir/cmake/qtlog" "$@" >/dev/null
@@ -43,7 +26,6 @@ $run "$work/cmake-build/consumer" 2>"$work/cmake.out"
 grep -q "\[consumer\] linked" "$work/cmake.out"
 
 # pkg-config.
-export PKG_CONFIG_PATH="$libdir/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
 std="$(pkg-config --variable=cxx_std qtlog)"
 # shellcheck disable=SC2046,SC2086
 $cxx -std=$std -fPIC "$here/main.cpp" -o "$work/consumer-pc" $(pkg-config --cflags --libs qtlog)

@@ -28,24 +28,9 @@ work="$3"
 cxx="$4"
 run="$5"
 
-rm -rf "$work"
+. "$(cd "$(dirname "$0")" && pwd)/../install_package.sh"
+install_package "$build" "$work"
 mkdir -p "$work/blocks"
-prefix="$work/prefix"
-if [ -n "${PKG_CONFIG_SYSROOT_DIR:-}" ]; then
-    # Cross builds: install into a copy of the sysroot made of links, so that
-    # pkg-config's sysroot prefix suits Qt's paths and ours alike.
-    overlay="$work/sysroot"
-    mkdir -p "$overlay"
-    for entry in "$PKG_CONFIG_SYSROOT_DIR"/*; do
-        ln -s "$entry" "$overlay/"
-    done
-    export PKG_CONFIG_SYSROOT_DIR="$overlay"
-    prefix="$overlay/qtlog-prefix"
-fi
-cmake --install "$build" --prefix "$prefix" >/dev/null
-libdir="$(dirname "$(find "$prefix" -name 'libqtlog.so' | head -n 1)")"
-export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
-export PKG_CONFIG_PATH="$libdir/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
 checker="$prefix/bin/qtlog-conf"
 flags="$(pkg-config --cflags --libs qtlog)"
 std="$(pkg-config --variable=cxx_std qtlog)"
