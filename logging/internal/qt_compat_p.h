@@ -125,18 +125,6 @@ inline void streamPlain(QDebug &stream, const QString &, const QByteArray &bytes
     stream << bytes.constData();
 }
 
-// Milliseconds since the epoch and the offset from UTC in seconds of a
-// QDateTime with a fixed offset (or UTC); false for any other kind.
-inline bool fixedOffset(const QDateTime &dateTime, qint64 *msecs, int *offsetSeconds)
-{
-    const Qt::TimeSpec spec = dateTime.timeSpec();
-    if (spec != Qt::OffsetFromUTC && spec != Qt::UTC)
-        return false;
-    *msecs = dateTime.toMSecsSinceEpoch();
-    *offsetSeconds = spec == Qt::UTC ? 0 : dateTime.utcOffset();
-    return true;
-}
-
 // The local time msecs (since the epoch, UTC) with a fixed offset from UTC.
 // Qt 4 keeps date and time as given and takes the offset as their zone: no
 // conversion through the C library.
@@ -273,18 +261,6 @@ inline void streamPlain(QDebug &stream, const QString &text, const QByteArray &)
     stream.quote();
 }
 
-// Milliseconds since the epoch and the offset from UTC in seconds of a
-// QDateTime with a fixed offset (or UTC); false for any other kind.
-inline bool fixedOffset(const QDateTime &dateTime, qint64 *msecs, int *offsetSeconds)
-{
-    const Qt::TimeSpec spec = dateTime.timeSpec();
-    if (spec != Qt::OffsetFromUTC && spec != Qt::UTC)
-        return false;
-    *msecs = dateTime.toMSecsSinceEpoch();
-    *offsetSeconds = dateTime.offsetFromUtc();
-    return true;
-}
-
 // The local time msecs (since the epoch, UTC) with a fixed offset from UTC:
 // date(), time() and the conversions back are plain arithmetic.
 inline QDateTime offsetDateTime(qint64 msecs, int offsetSeconds)
@@ -306,6 +282,22 @@ inline QByteArray localText(const QString &text, int from)
     if (any >= 0x80)
         return toLocal8Bit(text, from);
     return toLatin1(text, from);
+}
+
+// Milliseconds since the epoch and the offset from UTC in seconds of a
+// QDateTime with a fixed offset (or UTC); false for any other kind.
+inline bool fixedOffset(const QDateTime &dateTime, qint64 *msecs, int *offsetSeconds)
+{
+    const Qt::TimeSpec spec = dateTime.timeSpec();
+    if (spec != Qt::OffsetFromUTC && spec != Qt::UTC)
+        return false;
+    *msecs = dateTime.toMSecsSinceEpoch();
+#if QT_VERSION < 0x050000
+    *offsetSeconds = spec == Qt::UTC ? 0 : dateTime.utcOffset();
+#else
+    *offsetSeconds = dateTime.offsetFromUtc();
+#endif
+    return true;
 }
 
 // A case-sensitive regular expression whose classes "\w" (letter, digit,
