@@ -288,12 +288,12 @@ inline QByteArray localText(const QString &text, int from)
 // QDateTime with a fixed offset (or UTC); false for any other kind.
 inline bool fixedOffset(const QDateTime &dateTime, qint64 *msecs, int *offsetSeconds)
 {
-    const Qt::TimeSpec spec = dateTime.timeSpec();
-    if (spec != Qt::OffsetFromUTC && spec != Qt::UTC)
+    const Qt::TimeSpec timeSpec = dateTime.timeSpec();
+    if (timeSpec != Qt::OffsetFromUTC && timeSpec != Qt::UTC)
         return false;
     *msecs = dateTime.toMSecsSinceEpoch();
 #if QT_VERSION < 0x050000
-    *offsetSeconds = spec == Qt::UTC ? 0 : dateTime.utcOffset();
+    *offsetSeconds = timeSpec == Qt::UTC ? 0 : dateTime.utcOffset();
 #else
     *offsetSeconds = dateTime.offsetFromUtc();
 #endif
