@@ -46,6 +46,11 @@ public:
     // reloadConfig(), but calls for one formatter must not overlap: the
     // abbreviated time depends on the record formatted before.
     QByteArray format(const LogRecord &record);
+    // The record's text with its full time, neither depending on nor
+    // changing what format() keeps from record to record.
+    QByteArray formatAlone(const LogRecord &record);
+    // The next record that format() makes gets its full time.
+    void restart();
 
     // Parses config into items, replacing what items held. When unknown is
     // not null, it receives the position of every '#' that starts no item
@@ -58,6 +63,8 @@ public:
 
 private:
     Q_DISABLE_COPY(LogRecordFormater)
+
+    QByteArray formatWith(State &state, const LogRecord &record);
 
     QReadWriteLock lock;
     // The time of the last record whose full time was written, and caches.

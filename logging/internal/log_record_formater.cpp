@@ -7,6 +7,7 @@
 #include <QtCore/QVarLengthArray>
 
 #include <cstring>
+#include <limits>
 
 namespace logging {
 
@@ -514,7 +515,31 @@ void LogRecordFormater::configStringToItems(Items &items, const QByteArray &conf
 QByteArray LogRecordFormater::format(const LogRecord &record)
 {
     QReadLocker locker(&lock);
-    OutFItemStream out(state.data(), &record);
+    return formatWith(*state, record);
+}
+
+QByteArray LogRecordFormater::formatAlone(const LogRecord &record)
+{
+    QReadLocker locker(&lock);
+    // As after a record of the same day long before: full time, no day header.
+    State alone;
+    if (record.dateTime.isValid()) {
+        alone.haveLast = true;
+        alone.lastSecond = std::numeric_limits<qint64>::min() / 2;
+        alone.lastDay = timeParts(record.dateTime).day;
+    }
+    return formatWith(alone, record);
+}
+
+void LogRecordFormater::restart()
+{
+    QReadLocker locker(&lock);
+    state->lastSecond = std::numeric_limits<qint64>::min() / 2;
+}
+
+QByteArray LogRecordFormater::formatWith(State &last, const LogRecord &record)
+{
+    OutFItemStream out(&last, &record);
     // Room for a usual line, so that the items do not grow it piece by piece.
     out.buffer.reserve(qMin(128 + record.message.size(), int(OutFItemStream::maxText)));
     const Items &list = record.level == Trace ? *traceItems : *items;
@@ -522,7 +547,6 @@ QByteArray LogRecordFormater::format(const LogRecord &record)
         item->out(out);
     if (out.timeWritten) {
         // Keep the time cut to its whole second. An invalid time leaves none.
-        State &last = *state;
         last.haveLast = out.timeValid;
         if (out.timeValid) {
             last.lastSecond = out.time.msecs - out.time.msecOfDay % 1000;
