@@ -19,6 +19,7 @@ namespace logging {
 
 class Config;
 class DrainRelay;
+class LineJournal;
 
 // Base of every output destination. It owns a filter, a formatter and a
 // queue of records ordered by time. Records are filtered when the registry
@@ -27,6 +28,11 @@ class DrainRelay;
 // A destination on another thread than the logging one has at most one
 // drain waiting in its event loop: that drain writes everything queued by
 // then, so further records need no request of their own.
+//
+// The console and the file keep lines instead (keepLinesForCrash()): their
+// formatter runs when the record is accepted, on the logging thread, and the
+// line waits in a journal that a crash handler can still write. Their lines
+// are written in the order they were accepted.
 //
 // A new destination registers itself with the registry and is inactive; the
 // registry switches it on when the settings' "active" list names it.
@@ -64,6 +70,14 @@ public:
     FilterLogRecords &filter() { return filterRecords; }
     LogRecordFormater &formatter() { return formater; }
 
+    // The most verbose level that the destination takes: its filter's, or
+    // its flight recorder's when that keeps more.
+    int maxLevel() const;
+
+    // The lines waiting to be written, for a destination that keeps lines;
+    // null for one that keeps records.
+    LineJournal *lineJournal() const { return journal; }
+
 public Q_SLOTS:
     // Drains the queue and writes every record. Does nothing here.
     virtual void outItems();
@@ -73,8 +87,20 @@ public:
     // "active" list, the formats and the filter. Does nothing here.
     virtual void reloadConfig(Config &config);
 
+protected:
+    // Switches the destination to keeping formatted lines; call it in the
+    // constructor, before the destination is active.
+    void keepLinesForCrash();
+    // Keeps up to records recent records of level or more severe that the
+    // filter does not take, and writes them before the first record of
+    // dumpLevel or more severe that it does take. 0 records: none. Records
+    // already kept stay when the figures do not change.
+    void setRecorder(int records, int level, int dumpLevel);
+
 private:
     Q_DISABLE_COPY(DestPoint)
+
+    void insertLine(const LogRecord &record);
 
     QMutex activeMutex;     // serialises setActive()
     QAtomicInt active;      // read without the mutex, from any thread
@@ -87,6 +113,7 @@ private:
     QVector<QSharedPointer<LogRecord> > queue;
     int queueHead;
     DrainRelay *relay;      // a child object: runs the drains for the registry
+    LineJournal *journal;   // the kept lines, or null; the queue lock guards appending
 };
 
 // The registry of all destinations. Fans each record out to the active ones

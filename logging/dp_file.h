@@ -18,6 +18,16 @@ class DPFilePrivate;
 //   empty, 0 or anything else: no limit.
 // - "max_files": how many rotated files are kept besides the current one,
 //   1 to 99; default 1, anything else gives 1.
+// - "recorder": the flight recorder, how many recent records the file keeps
+//   in memory besides those it writes, whatever its level and module filter
+//   say; 0, absent or anything else: none; at most 100000. It takes about 200
+//   bytes a record, allocated when it is configured.
+// - "recorder_level": the most verbose level the recorder keeps, 0 to 5;
+//   default 5.
+// - "recorder_dump": a record of this level or more severe (0 to 5, default
+//   1, Error) that the file writes is preceded by the kept records that the
+//   file has not written, oldest first, between two marker lines; the
+//   recorder is then empty. A crash writes them too.
 //
 // Before a record whose line (text and "\n") would make a non-empty file
 // larger than "max_size", the file is rotated: NAME.<max_files> is removed,
@@ -57,6 +67,8 @@ public:
     // text.
     static qint64 parseMaxSize(const QString &text);
     static int parseMaxFiles(const QString &text);
+    // The value of "recorder" for a setting's text: 0 (none) to 100000.
+    static int parseRecorder(const QString &text);
 
 private:
     Q_DISABLE_COPY(DPFile)

@@ -2,6 +2,7 @@
 
 #include <logging/config.h>
 
+#include "crash_p.h"
 #include "logging_p.h"
 #include "qt_compat_p.h"
 
@@ -66,6 +67,7 @@ DestPoint::DestPoint(QObject *parent)
     , alwaysActive(false)
     , queueHead(0)
     , relay(new DrainRelay(this))
+    , journal(nullptr)
 {
     queue.reserve(16);
     allDestPointManager()->addDestPoint(this);
@@ -74,6 +76,46 @@ DestPoint::DestPoint(QObject *parent)
 DestPoint::~DestPoint()
 {
     allDestPointManager()->removeDestPoint(this);
+    if (journal) {
+        crash::unregisterJournal(journal);
+        delete journal;
+    }
+}
+
+void DestPoint::keepLinesForCrash()
+{
+    if (journal)
+        return;
+    journal = new LineJournal;
+    crash::registerJournal(journal);
+}
+
+void DestPoint::setRecorder(int records, int level, int dumpLevel)
+{
+    if (!journal)
+        return;
+    FlightRecorder *old;
+    {
+        QWriteLocker locker(&queueLock);
+        old = journal->recorder();
+        if (old ? (old->capacity() == records && old->level() == level
+                   && old->dumpLevel() == dumpLevel)
+                : records <= 0)
+            return;
+        if (records > 0)
+            raiseLevelCeiling(level);
+        old = journal->swapRecorder(records > 0 ? new FlightRecorder(records, level, dumpLevel)
+                                                : nullptr);
+    }
+    if (!crash::crashing())
+        delete old;
+}
+
+int DestPoint::maxLevel() const
+{
+    const int level = filterRecords.maxLevel();
+    const int kept = journal ? journal->recorderLevel() : INT_MIN;
+    return qMax(level, kept);
 }
 
 DestPoint::AllDestPointsManager *DestPoint::allDestPointManager()
@@ -102,7 +144,7 @@ void DestPoint::setActive(bool on)
     if (on == isActive() || alwaysActive)
         return;
     if (on)
-        raiseLevelCeiling(filterRecords.maxLevel());
+        raiseLevelCeiling(maxLevel());
     compat::storeRelaxed(active, on ? 1 : 0);
 }
 
@@ -115,6 +157,10 @@ void DestPoint::setAlwaysActive()
 
 void DestPoint::insertLogRecord(const QSharedPointer<LogRecord> &record)
 {
+    if (journal) {
+        insertLine(*record);
+        return;
+    }
     if (!filterRecords.check(*record))
         return;
     QWriteLocker locker(&queueLock);
@@ -125,6 +171,31 @@ void DestPoint::insertLogRecord(const QSharedPointer<LogRecord> &record)
         queue.append(record);
     else
         queue.insert(i + 1, record);
+}
+
+void DestPoint::insertLine(const LogRecord &record)
+{
+    const bool taken = filterRecords.check(record);
+    if (!taken && record.level > journal->recorderLevel())
+        return;
+    // Formatted here, in the order of acceptance: the formatter's abbreviated
+    // times refer to the line before in the same order.
+    QWriteLocker locker(&queueLock);
+    FlightRecorder *kept = journal->recorder();
+    if (!taken) {
+        if (kept && record.level <= kept->level()) {
+            const QByteArray text = formater.formatAlone(record);
+            kept->keep(text.constData(), text.size());
+        }
+        return;
+    }
+    if (kept && record.level <= kept->dumpLevel() && kept->count() > 0) {
+        journal->appendRecorder();
+        // The recorder's lines carry full times; so does the record after them.
+        formater.restart();
+    }
+    const QByteArray text = formater.format(record);
+    journal->append(text.constData(), text.size());
 }
 
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()
@@ -222,6 +293,9 @@ void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
         configure(destination, config);
     // Destinations made later start from these settings too.
     applied.reset(config.snapshot());
+    // Read by the Initializer at start-up.
+    crash::setWanted(config.value(nullptr, QLatin1String("crash_handler"), QString()).trimmed()
+                     != QLatin1String("0"));
 
     // Now the exact figure: the most verbose level of an active destination.
     // A raise from elsewhere while the levels are read is kept.
@@ -229,7 +303,7 @@ void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
     int ceiling = INT_MIN;
     for (DestPoint *destination : list) {
         if (destination->isActive())
-            ceiling = qMax(ceiling, destination->filter().maxLevel());
+            ceiling = qMax(ceiling, destination->maxLevel());
     }
     setLevelCeiling(ceiling, raises);
 }

@@ -3,6 +3,7 @@
 #include <logging/config.h>
 #include <logging/logging.h>
 
+#include "crash_p.h"
 #include "logging_p.h"
 
 #include <QtCore/QElapsedTimer>
@@ -21,6 +22,9 @@ namespace {
 const char s_fileNameKey[] = "filename";
 const char s_maxSizeKey[] = "max_size";
 const char s_maxFilesKey[] = "max_files";
+const char s_recorderKey[] = "recorder";
+const char s_recorderLevelKey[] = "recorder_level";
+const char s_recorderDumpKey[] = "recorder_dump";
 
 // Reported when an active destination has no file at all (an empty name).
 const char s_noFileText[] = "no log-file open";
@@ -30,6 +34,15 @@ const char s_noFileText[] = "no log-file open";
 const qint64 s_retryMs = 1000;
 
 const int s_maxFilesLimit = 99;
+const int s_maxRecorder = 100000;
+
+// A level 0 to 5 from text; fallback for anything else.
+int parseLevel(const QString &text, int fallback)
+{
+    bool ok = false;
+    const int n = text.toInt(&ok, 10);
+    return ok && n >= Critical && n <= Trace ? n : fallback;
+}
 
 // Opens path for appending without waiting: an open that would block (a FIFO
 // without a reader) fails at once. Writes then block as usual. Returns the
@@ -82,6 +95,7 @@ public:
 
     void close()
     {
+        q->lineJournal()->setCrashFd(-1);
         delete file;
         file = nullptr;
     }
@@ -143,8 +157,10 @@ void DPFilePrivate::reopen()
         // Write-only, not Append: the descriptor appends by itself, while
         // QFile would seek to the end, which a device or a FIFO refuses with
         // a warning at every open.
-        if (file->open(fd, QIODevice::WriteOnly, QFile::AutoCloseHandle))
+        if (file->open(fd, QIODevice::WriteOnly, QFile::AutoCloseHandle)) {
+            q->lineJournal()->setCrashFd(fd);
             return;
+        }
         reason = file->errorString();
         close();
         ::close(fd);
@@ -225,6 +241,7 @@ DPFile::DPFile(QObject *parent)
     : DestPoint(parent)
     , d(new DPFilePrivate(this))
 {
+    keepLinesForCrash();
 }
 
 DPFile::~DPFile()
@@ -262,6 +279,13 @@ qint64 DPFile::parseMaxSize(const QString &text)
     return n * unit;
 }
 
+int DPFile::parseRecorder(const QString &text)
+{
+    bool ok = false;
+    const int n = text.toInt(&ok, 10);
+    return ok && n > 0 ? qMin(n, s_maxRecorder) : 0;
+}
+
 int DPFile::parseMaxFiles(const QString &text)
 {
     bool ok = false;
@@ -274,6 +298,9 @@ void DPFile::reloadConfig(Config &config)
     const QString name = config.value(confName(), QLatin1String(s_fileNameKey), QString());
     const qint64 maxSize = parseMaxSize(config.value(confName(), QLatin1String(s_maxSizeKey), QString()));
     const int maxFiles = parseMaxFiles(config.value(confName(), QLatin1String(s_maxFilesKey), QString()));
+    setRecorder(parseRecorder(config.value(confName(), QLatin1String(s_recorderKey), QString())),
+                parseLevel(config.value(confName(), QLatin1String(s_recorderLevelKey), QString()), Trace),
+                parseLevel(config.value(confName(), QLatin1String(s_recorderDumpKey), QString()), Error));
     {
         // A refresh may report each problem once more.
         QWriteLocker locker(&fileLock);
@@ -325,33 +352,39 @@ void DPFile::outItems()
             d->reopen();
     }
 
+    LineJournal::Reader reader(*lineJournal());
+    const char *text;
+    int size;
     if (!d->file) {
-        // Nowhere to write: drop the records so the queue cannot grow without bound.
-        while (takeFirstLogRecord()) {
-        }
+        // Nowhere to write: drop the lines so the journal cannot grow without bound.
+        while (reader.peek(&text, &size))
+            reader.next();
         return;
     }
     bool wrote = false;
-    while (const QSharedPointer<LogRecord> record = takeFirstLogRecord()) {
+    // Once a crash is being handled, its handler writes what is left.
+    while (reader.peek(&text, &size) && !crash::crashing()) {
         wrote = true;
         if (d->file->error() != QFile::NoError && d->firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
                   detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
                 << d->writeErrorText();
         }
-        QByteArray text = formatter().format(*record);
-        if (d->needsRotation(text.size() + 1)) {
+        if (d->needsRotation(size)) {
+            // What has been written stays in the old file.
+            d->file->flush();
+            reader.markWritten();
             d->rotate();
             if (!d->file) {
-                while (takeFirstLogRecord()) {
-                }
+                while (reader.peek(&text, &size))
+                    reader.next();
                 return;
             }
         }
-        // One write per line: the line end joins the text first.
-        text += '\n';
-        d->file->write(text);
-        d->size += text.size();
+        // One write per line: the line comes with its end.
+        d->file->write(text, size);
+        d->size += size;
+        reader.next();
     }
     if (!d->file->flush())
         d->writeErrno = errno;

@@ -1,5 +1,7 @@
 #include "local_time_p.h"
 
+#include "crash_p.h"
+
 #include "qt_compat_p.h"
 
 #include <ctime>
@@ -44,6 +46,7 @@ void currentTime(qint64 *msecs, int *offsetSeconds)
     if (!t_haveSecond || second != t_second) {
         // A new second: the zone may have changed (DST, a new TZ).
         t_offset = offsetOf(time_t(second), true);
+        crash::noteLocalOffset(t_offset);
         t_second = second;
         t_haveSecond = true;
     }

@@ -7,6 +7,7 @@
 #include <logging/dp_syslog.h>
 #include <logging/version_info.h>
 
+#include "crash_p.h"
 #include "local_time_p.h"
 #include "log_record_p.h"
 #include "logging_p.h"
@@ -427,6 +428,10 @@ InitializerPrivate::InitializerPrivate(const QStringList &configDirs)
     file.reset(new DPFile);
     sysLog.reset(new DPSysLog);
     config->refresh();
+    // Unless the settings say "crash_handler = 0", a crash still writes
+    // every accepted record.
+    if (crash::wanted())
+        crash::install();
 
     compat::installMessageHandler(&InitializerPrivate::messageFinished,
                                   &InitializerPrivate::messageText);
@@ -446,6 +451,7 @@ InitializerPrivate::~InitializerPrivate()
     // The reload thread goes first: it must not reconfigure destinations
     // that are being destroyed.
     config.reset();
+    crash::uninstall();
     delete DestPoint::allDestPointManager();
     sysLog.reset();
     file.reset();
