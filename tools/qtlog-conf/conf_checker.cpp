@@ -39,15 +39,15 @@ bool isDestination(const QString &name)
 }
 
 // A key that a line in section may set: the common keys everywhere, "active"
-// in the global section, a destination's own keys in its section and, since
-// they fall back to it, in the global section.
+// and "crash_handler" in the global section, a destination's own keys in its
+// section and, since they fall back to it, in the global section.
 bool isKnownKey(const QString &section, const QString &key)
 {
     for (int i = 0; i < s_commonKeyCount; ++i) {
         if (key == QLatin1String(s_commonKeys[i]))
             return true;
     }
-    if (key == QLatin1String("active"))
+    if (key == QLatin1String("active") || key == QLatin1String("crash_handler"))
         return true;    // misplaced ones get their own warning
     for (size_t i = 0; i < sizeof(s_destinationKeys) / sizeof(s_destinationKeys[0]); ++i) {
         if (key == QLatin1String(s_destinationKeys[i].key)
@@ -180,11 +180,16 @@ void Checker::checkKey(const Config::Settings::Line &line)
     if (isListKey(key) && value.contains(QLatin1Char('\t')))
         warn(line, QString::fromLatin1("a tab does not separate the names of \"%1\"; use blanks")
                        .arg(key));
-    if (key == QLatin1String("active")) {
-        if (!line.section.isEmpty()) {
-            warn(line, QString::fromLatin1("\"active\" is read only above the first section; here in "
-                                           "[%1] it has no effect").arg(line.section));
-        } else if (!comment) {
+    if ((key == QLatin1String("active") || key == QLatin1String("crash_handler"))
+        && !line.section.isEmpty()) {
+        warn(line, QString::fromLatin1("\"%1\" is read only above the first section; here in "
+                                       "[%2] it has no effect").arg(key, line.section));
+    } else if (key == QLatin1String("crash_handler")) {
+        if (value != QLatin1String("0") && value != QLatin1String("1"))
+            warn(line, QString::fromLatin1("the value \"%1\" of \"crash_handler\" is not understood: "
+                                           "the handler is installed (only 0 leaves it out)").arg(value));
+    } else if (key == QLatin1String("active")) {
+        if (!comment) {
             const QStringList names = value.split(QLatin1Char(' '));
             for (int i = 0; i < names.size(); ++i) {
                 if (!names.at(i).isEmpty() && !names.at(i).contains(QLatin1Char('\t'))

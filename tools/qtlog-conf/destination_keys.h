@@ -21,11 +21,16 @@ struct DestinationKey
 
 inline bool isMaxSize(const QString &v) { return v == QLatin1String("0") || logging::DPFile::parseMaxSize(v) > 0; }
 inline bool isMaxFiles(const QString &v) { return v == QLatin1String("1") || logging::DPFile::parseMaxFiles(v) != 1; }
+inline bool isRecorder(const QString &v) { return v == QLatin1String("0") || logging::DPFile::parseRecorder(v) > 0; }
+inline bool isLevel(const QString &v) { return v.size() == 1 && v.at(0) >= QLatin1Char('0') && v.at(0) <= QLatin1Char('5'); }
 
 static const DestinationKey s_destinationKeys[] = {
     { "file", "filename", "", "no file is written", 0 },
     { "file", "max_size", "", "the file only grows", isMaxSize },
     { "file", "max_files", "1", "", isMaxFiles },
+    { "file", "recorder", "0", "no flight recorder", isRecorder },
+    { "file", "recorder_level", "5", "", isLevel },
+    { "file", "recorder_dump", "1", "", isLevel },
 };
 
 #endif // QTLOG_CONF_DESTINATION_KEYS_H
