@@ -12,6 +12,7 @@ if(result EQUAL 0)
     message(FATAL_ERROR "the child exited normally after qFatal")
 endif()
 file(READ "${WORK_DIR}/fatal.log" log)
-if(NOT log MATCHES " c \\[qt\\] fatal message 42\n$")
+# The message, then the crash record of the abort that follows.
+if(NOT log MATCHES " c \\[qt\\] fatal message 42\n[0-9:.]+ c \\[logging\\] Crash: signal SIGABRT \\(6\\) in thread [0-9]+ \\(main\\)\n$")
     message(FATAL_ERROR "fatal message missing from the log file:\n${log}")
 endif()

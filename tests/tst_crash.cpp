@@ -1,0 +1,222 @@
+// Crashes for real: a child process logs from several threads and dies by a
+// signal; the file must then hold every record logged before, the flight
+// recorder's records and the crash record. Children are forked, not started
+// with QProcess, which cannot start programs under qemu-user.
+#include "testsupport.h"
+
+#include <logging/config.h>
+#include <logging/dp_file.h>
+#include <logging/logging.h>
+
+#include <QtCore/QMutex>
+
+#include <atomic>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace logging;
+
+namespace {
+
+enum Scenario { OwnerFaults, WorkerAborts, WorkerFaults, KilledWhileLogging, RecorderOnCrash };
+
+const int s_records = 100;
+QMutex s_blocked;           // the owning thread waits on it while a worker crashes
+std::atomic<int> s_finished(0);
+int s_markerFd = -1;
+
+void fault()
+{
+    volatile int *nowhere = nullptr;
+    *nowhere = 1;
+}
+
+// An application's own handler, there before the library's: it must still run.
+void applicationHandler(int signal)
+{
+    static const char text[] = "application handler\n";
+    if (::write(s_markerFd, text, sizeof text - 1) < 0) {
+    }
+    ::signal(signal, SIG_DFL);
+}
+
+struct Worker : QThread
+{
+    int number;
+    int records;
+    Scenario scenario;
+    volatile bool started;
+    pthread_t id;
+    void run() override
+    {
+        id = pthread_self();
+        started = true;
+        for (int i = 0; i < records || scenario == KilledWhileLogging; ++i)
+            QTLOG_WARNING("crash") << "w" << number << i;
+        ++s_finished;
+        if (number != 1 || (scenario != WorkerAborts && scenario != WorkerFaults))
+            return;
+        while (s_finished < 2)
+            usleep(1000);
+        if (scenario == WorkerAborts)
+            abort();
+        fault();
+    }
+};
+
+// The child: never returns.
+void child(const QString &dir, Scenario scenario)
+{
+    struct rlimit noCore = { 0, 0 };
+    setrlimit(RLIMIT_CORE, &noCore);
+    // Qt Test's own handlers stand aside; an application's takes their place.
+    const int fatal[] = { SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT };
+    for (int i = 0; i < 5; ++i)
+        ::signal(fatal[i], SIG_DFL);
+    if (scenario == OwnerFaults || scenario == WorkerFaults) {
+        s_markerFd = ::open(QFile::encodeName(dir + "/marker").constData(), O_WRONLY | O_CREAT, 0644);
+        ::signal(SIGSEGV, applicationHandler);
+    }
+    QByteArray settings = "active = file\n[file]\nformat = #mf\nfilename = "
+                          + QFile::encodeName(dir) + "/crash.log\n";
+    if (scenario == RecorderOnCrash)
+        settings += "level = 2\nrecorder = 50\n";
+    writeFile(dir + "/log.conf", settings);
+    Initializer init(QStringList() << dir + "/");
+    for (int i = 0; i < 80 && scenario == RecorderOnCrash; ++i)
+        QTLOG_DEBUG("crash") << "d" << i;
+
+    Worker workers[2];
+    for (int k = 0; k < 2; ++k) {
+        workers[k].number = k;
+        workers[k].records = s_records;
+        workers[k].scenario = scenario;
+        workers[k].started = false;
+        workers[k].start();
+    }
+    if (scenario == KilledWhileLogging) {
+        // Mostly inside the record's road, often under the queue lock.
+        while (!workers[0].started || !workers[1].started)
+            usleep(1000);
+        usleep(50 * 1000);
+        pthread_kill(workers[0].id, SIGSEGV);
+    } else if (scenario == WorkerAborts || scenario == WorkerFaults) {
+        s_blocked.lock();
+        s_blocked.lock();
+    }
+    for (int k = 0; k < 2; ++k)
+        workers[k].wait();
+    usleep(50 * 1000);
+    fault();
+    _exit(0);
+}
+
+} // namespace
+
+class TestCrash : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void crashWritesEveryRecord_data()
+    {
+        QTest::addColumn<int>("scenario");
+        QTest::addColumn<int>("signal");
+        QTest::newRow("fault in the owning thread") << int(OwnerFaults) << int(SIGSEGV);
+        QTest::newRow("abort() in a worker, owner blocked") << int(WorkerAborts) << int(SIGABRT);
+        QTest::newRow("fault in a worker, owner blocked") << int(WorkerFaults) << int(SIGSEGV);
+        QTest::newRow("signal to a thread while it logs") << int(KilledWhileLogging) << int(SIGSEGV);
+        QTest::newRow("flight recorder") << int(RecorderOnCrash) << int(SIGSEGV);
+    }
+
+    void crashWritesEveryRecord()
+    {
+        QFETCH(int, scenario);
+        QFETCH(int, signal);
+        TempDir dir;
+        const pid_t pid = fork();
+        QVERIFY(pid >= 0);
+        if (pid == 0)
+            child(dir.path(), Scenario(scenario));
+
+        int status = 0;
+        QElapsedTimer timer;
+        timer.start();
+        while (waitpid(pid, &status, WNOHANG) == 0) {
+            if (timer.elapsed() > 60000) {
+                kill(pid, SIGKILL);
+                waitpid(pid, &status, 0);
+                QFAIL("the child hangs");
+            }
+            usleep(10 * 1000);
+        }
+        QVERIFY2(WIFSIGNALED(status), qPrintable(QString::number(status)));
+        QCOMPARE(WTERMSIG(status), signal);
+
+        if (scenario == OwnerFaults || scenario == WorkerFaults)
+            QCOMPARE(readFile(dir.file("marker")), QByteArray("application handler\n"));
+        QList<QByteArray> lines = readFile(dir.file("crash.log")).split('\n');
+        QCOMPARE(lines.takeLast(), QByteArray());
+        // Last the crash record ("hh:mm:ss.zzz c [logging] ..."), naming the
+        // signal and the thread.
+        const QByteArray crash = lines.takeLast();
+        const QByteArray name = signal == SIGSEGV ? "SIGSEGV (11)" : "SIGABRT (6)";
+        QVERIFY2(crash.indexOf(':') == 2 && crash.indexOf('.') == 8, crash.constData());
+        const QByteArray text = " c [logging] Crash: signal " + name + " in thread ";
+        QCOMPARE(crash.mid(12, text.size()), text);
+        QCOMPARE(crash.endsWith("(main)"), scenario == OwnerFaults || scenario == RecorderOnCrash);
+        if (scenario == RecorderOnCrash) {
+            // The Debug records the file does not take, last 50, between markers.
+            QCOMPARE(lines.takeLast(), QByteArray("---- flight recorder: end of 50 records ----"));
+            for (int i = 79; i >= 30; --i)
+                QCOMPARE(lines.takeLast().trimmed(), "d " + QByteArray::number(i));
+            QCOMPARE(lines.takeLast(), QByteArray("---- flight recorder: 50 records follow ----"));
+        }
+        // Every worker's records, in order; a thread stopped while logging
+        // has every record up to the one it was in.
+        int next[2] = { 0, 0 };
+        for (int i = 0; i < lines.size(); ++i) {
+            const QList<QByteArray> words = lines.at(i).trimmed().split(' ');
+            if (words.size() != 3 || words.at(0) != "w")
+                continue;
+            const int k = words.at(1).toInt();
+            QCOMPARE(words.at(2).toInt(), next[k]);
+            ++next[k];
+        }
+        if (scenario == KilledWhileLogging) {
+            QVERIFY(next[0] > 0 && next[1] > 0);
+        } else {
+            QCOMPARE(next[0], s_records);
+            QCOMPARE(next[1], s_records);
+        }
+    }
+
+    // In normal operation the recorder writes nothing until an Error, then
+    // its records before the Error's own line.
+    void recorderBeforeError()
+    {
+        TempDir dir;
+        writeFile(dir.file("log.conf"), "active = file\n[file]\nformat = #lc #mf\nlevel = 2\nrecorder = 3\n"
+                  "recorder_level = 4\nfilename = " + QFile::encodeName(dir.file("app.log")) + "\n");
+        DPFile file;
+        Config(dir.file("log.conf"), false).refresh();
+        const Level levels[] = { Debug, Trace, Info, Warning, Debug, Info, Error, Debug, Critical };
+        for (int i = 0; i < 9; ++i) {
+            file.insertLogRecord(shared(levels[i], at(10, 0, i, 0), QByteArray::number(i)));
+            file.outItems();
+        }
+        QCOMPARE(readFile(dir.file("app.log")), QByteArray(
+            "w 3\n---- flight recorder: 3 records follow ----\ni 2\nd 4\ni 5\n"
+            "---- flight recorder: end of 3 records ----\ne 6\n"
+            "---- flight recorder: 1 record follows ----\nd 7\n"
+            "---- flight recorder: end of 1 record ----\nc 8\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCrash)
+#include "tst_crash.moc"
