@@ -8,6 +8,7 @@
 // --only runs one contender once (for callgrind). Every contender writes one
 // line to the OS per record.
 
+#include <logging/config.h>
 #include <logging/logging.h>
 
 #include <QtCore/QCoreApplication>
@@ -216,16 +217,31 @@ double median(std::vector<double> v)
     return v[v.size() / 2];
 }
 
-void writeConfig()
+// The settings: the file takes Debug and more severe records; with recorder,
+// it writes only Warnings and keeps the last 1000 records of any level.
+void writeConfig(bool recorder = false)
 {
     QFile conf(s_dir + QLatin1String("/log.conf"));
     if (!conf.open(QIODevice::WriteOnly))
         return;
     QTextStream out(&conf);
     out << "active = file\n"
-        << "level = 4\n"
+        << "level = " << (recorder ? 2 : 4) << "\n"
         << "[file]\n"
         << "filename = " << s_dir << "/qtlog.log\n";
+    if (recorder)
+        out << "recorder = 1000\nrecorder_level = 5\n";
+}
+
+// The same records kept by a flight recorder of 1000 records, which the file,
+// writing only Warnings, does not take.
+void qtlogRecorder()
+{
+    writeConfig(true);
+    logging::Config(s_dir + QLatin1String("/log.conf"), false).refresh();
+    qtlogRoad();
+    writeConfig();
+    logging::Config(s_dir + QLatin1String("/log.conf"), false).refresh();
 }
 
 long maxRssKb()
@@ -280,7 +296,8 @@ int main(int argc, char **argv)
 #endif
 
     std::vector<Contender> all = {
-        { "qtlog", "qtlog, file destination", qtlogRoad, "qtlog.log", {} },
+        { "qtlog", "qtlog, file, crash handler on", qtlogRoad, "qtlog.log", {} },
+        { "qtlog-recorder", "qtlog, recorder of 1000, file Warnings", qtlogRecorder, "qtlog.log", {} },
         { "qtlog-threads", "qtlog, 4 threads", qtlogThreads, "qtlog.log", {} },
         { "qtlog-off", "qtlog, level taken by no destination", qtlogOff, nullptr, {} },
         { "toLog-off", "toLog(), level taken by no destination", qtlogToLogOff, nullptr, {} },

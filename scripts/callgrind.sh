@@ -24,7 +24,7 @@ allocations() {     # contender records
 }
 
 printf '%-12s %18s %18s\n' contender instructions/record allocations/record
-for contender in qtlog qtlog-off toLog-off floor; do
+for contender in qtlog qtlog-recorder qtlog-off toLog-off floor; do
     i1=$(instructions "$contender" "$n")
     i2=$(instructions "$contender" $((2 * n)))
     a1=$(allocations "$contender" "$n")

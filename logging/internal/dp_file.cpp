@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace logging {
@@ -64,6 +65,59 @@ int openForAppend(const QByteArray &path)
     }
     return fd;
 }
+
+// Collects the lines of one drain and writes them with as few writev(2)
+// calls as it takes; every line is whole in one call.
+class LineWriter
+{
+public:
+    explicit LineWriter(int fd) : fd(fd), count(0), error(0) {}
+
+    void add(const char *text, int size)
+    {
+        if (count == s_maxLines)
+            flush();
+        lines[count].iov_base = const_cast<char *>(text);
+        lines[count].iov_len = size_t(size);
+        ++count;
+    }
+
+    // Writes what was added; returns the errno of the first failure since
+    // the writer was made, or 0.
+    int flush()
+    {
+        struct iovec *next = lines;
+        int left = count;
+        count = 0;
+        while (left > 0 && !error) {
+            const ssize_t n = ::writev(fd, next, left);
+            if (n < 0) {
+                if (errno != EINTR)
+                    error = errno;
+                continue;
+            }
+            // A short write: go on from where it stopped.
+            size_t done = size_t(n);
+            while (left > 0 && done >= next->iov_len) {
+                done -= next->iov_len;
+                ++next;
+                --left;
+            }
+            if (left > 0) {
+                next->iov_base = static_cast<char *>(next->iov_base) + done;
+                next->iov_len -= done;
+            }
+        }
+        return error;
+    }
+
+private:
+    static const int s_maxLines = 64;
+    int fd;
+    int count;
+    int error;
+    struct iovec lines[s_maxLines];
+};
 
 // True when the timer has not run yet or ran for at least s_retryMs.
 bool due(const QElapsedTimer &timer)
@@ -124,7 +178,7 @@ public:
     bool regular;           // a regular file, which can be rotated
     dev_t device;           // the open file's identity
     ino_t inode;
-    int writeErrno;         // errno of the last failed flush
+    int writeErrno;         // errno of the last failed write; 0: none since the open
     QElapsedTimer sinceOpen;
     QElapsedTimer sinceCheck;
     QElapsedTimer sinceRotateFailure;
@@ -230,11 +284,7 @@ void DPFilePrivate::rotate()
 
 QString DPFilePrivate::writeErrorText() const
 {
-    QString reason = file->errorString();
-    // Qt does not always keep the system's reason; the flush's errno does.
-    if (writeErrno && (reason.isEmpty() || reason == QLatin1String("Unknown error")))
-        reason = qt_error_string(writeErrno);
-    return fileName + QLatin1String(": ") + reason;
+    return fileName + QLatin1String(": ") + qt_error_string(writeErrno);
 }
 
 DPFile::DPFile(QObject *parent)
@@ -335,7 +385,7 @@ void DPFile::outItems()
         return;
 
     QWriteLocker locker(&fileLock);
-    if (!d->file || d->file->error() != QFile::NoError) {
+    if (!d->file || d->writeErrno) {
         if (d->firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
                   detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
@@ -362,17 +412,13 @@ void DPFile::outItems()
         return;
     }
     bool wrote = false;
+    LineWriter out(d->file->handle());
     // Once a crash is being handled, its handler writes what is left.
     while (reader.peek(&text, &size) && !crash::crashing()) {
         wrote = true;
-        if (d->file->error() != QFile::NoError && d->firstReport()) {
-            toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
-                  detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
-                << d->writeErrorText();
-        }
         if (d->needsRotation(size)) {
             // What has been written stays in the old file.
-            d->file->flush();
+            d->writeErrno = out.flush();
             reader.markWritten();
             d->rotate();
             if (!d->file) {
@@ -380,17 +426,23 @@ void DPFile::outItems()
                     reader.next();
                 return;
             }
+            out = LineWriter(d->file->handle());
         }
-        // One write per line: the line comes with its end.
-        d->file->write(text, size);
+        out.add(text, size);
         d->size += size;
         reader.next();
     }
-    if (!d->file->flush())
-        d->writeErrno = errno;
-    // Only records that reached the file show that it works again.
-    if (wrote && d->file->error() == QFile::NoError)
+    if (const int error = out.flush()) {
+        d->writeErrno = error;
+        if (d->firstReport()) {
+            toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
+                  detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
+                << d->writeErrorText();
+        }
+    } else if (wrote) {
+        // Only records that reached the file show that it works again.
         d->problemReported = false;
+    }
 }
 
 } // namespace logging
