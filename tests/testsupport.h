@@ -34,9 +34,6 @@
         TestObject tc; \
         return QTest::qExec(&tc, argc, argv); \
     }
-#  define QTLOG_SKIP(text) QSKIP(text, SkipSingle)
-#else
-#  define QTLOG_SKIP(text) QSKIP(text)
 #endif
 
 // QVERIFY(condition), retried while the event loop runs, for up to
@@ -164,15 +161,21 @@ inline void setQtDebugOutputFiltered(bool filtered)
 #endif
 }
 
+// A thread that runs work.
+class WorkThread : public QThread
+{
+public:
+    explicit WorkThread(const std::function<void()> &work) : work(work) {}
+    void run() override { work(); }
+
+private:
+    std::function<void()> work;
+};
+
 // Runs work on a thread of its own and waits until it is done.
 inline void runOnThread(const std::function<void()> &work)
 {
-    struct Thread : QThread
-    {
-        std::function<void()> work;
-        void run() override { work(); }
-    } thread;
-    thread.work = work;
+    WorkThread thread(work);
     thread.start();
     thread.wait();
 }

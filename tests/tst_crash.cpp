@@ -28,7 +28,8 @@ namespace {
 enum Scenario { OwnerFaults, WorkerAborts, WorkerFaults, KilledWhileLogging, RecorderOnCrash };
 
 const int s_records = 100;
-QMutex s_blocked;           // the owning thread waits on it while a worker crashes
+Scenario s_scenario;
+std::atomic<int> s_started(0);
 std::atomic<int> s_finished(0);
 int s_markerFd = -1;
 
@@ -47,32 +48,30 @@ void applicationHandler(int signal)
     ::signal(signal, SIG_DFL);
 }
 
+// Logs its records; worker 1 then crashes once both are done, if it is its turn.
 struct Worker : QThread
 {
     int number;
-    int records;
-    Scenario scenario;
-    volatile bool started;
     pthread_t id;
     void run() override
     {
         id = pthread_self();
-        started = true;
-        for (int i = 0; i < records || scenario == KilledWhileLogging; ++i)
+        ++s_started;
+        for (int i = 0; i < s_records || s_scenario == KilledWhileLogging; ++i)
             QTLOG_WARNING("crash") << "w" << number << i;
         ++s_finished;
-        if (number != 1 || (scenario != WorkerAborts && scenario != WorkerFaults))
+        if (number != 1 || (s_scenario != WorkerAborts && s_scenario != WorkerFaults))
             return;
         while (s_finished < 2)
             usleep(1000);
-        if (scenario == WorkerAborts)
+        if (s_scenario == WorkerAborts)
             abort();
         fault();
     }
 };
 
 // The child: never returns.
-void child(const QString &dir, Scenario scenario)
+void child(const QString &dir)
 {
     struct rlimit noCore = { 0, 0 };
     setrlimit(RLIMIT_CORE, &noCore);
@@ -80,36 +79,31 @@ void child(const QString &dir, Scenario scenario)
     const int fatal[] = { SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT };
     for (int i = 0; i < 5; ++i)
         ::signal(fatal[i], SIG_DFL);
-    if (scenario == OwnerFaults || scenario == WorkerFaults) {
+    if (s_scenario == OwnerFaults || s_scenario == WorkerFaults) {
         s_markerFd = ::open(QFile::encodeName(dir + "/marker").constData(), O_WRONLY | O_CREAT, 0644);
         ::signal(SIGSEGV, applicationHandler);
     }
-    QByteArray settings = "active = file\n[file]\nformat = #mf\nfilename = "
-                          + QFile::encodeName(dir) + "/crash.log\n";
-    if (scenario == RecorderOnCrash)
-        settings += "level = 2\nrecorder = 50\n";
-    writeFile(dir + "/log.conf", settings);
+    writeFile(dir + "/log.conf", "active = file\n[file]\nformat = #mf\nfilename = " + QFile::encodeName(dir)
+              + "/crash.log\n" + (s_scenario == RecorderOnCrash ? "level = 2\nrecorder = 50\n" : ""));
     Initializer init(QStringList() << dir + "/");
-    for (int i = 0; i < 80 && scenario == RecorderOnCrash; ++i)
+    for (int i = 0; i < 80 && s_scenario == RecorderOnCrash; ++i)
         QTLOG_DEBUG("crash") << "d" << i;
 
     Worker workers[2];
     for (int k = 0; k < 2; ++k) {
         workers[k].number = k;
-        workers[k].records = s_records;
-        workers[k].scenario = scenario;
-        workers[k].started = false;
         workers[k].start();
     }
-    if (scenario == KilledWhileLogging) {
+    if (s_scenario == KilledWhileLogging) {
         // Mostly inside the record's road, often under the queue lock.
-        while (!workers[0].started || !workers[1].started)
+        while (s_started < 2)
             usleep(1000);
         usleep(50 * 1000);
         pthread_kill(workers[0].id, SIGSEGV);
-    } else if (scenario == WorkerAborts || scenario == WorkerFaults) {
-        s_blocked.lock();
-        s_blocked.lock();
+    } else if (s_scenario == WorkerAborts || s_scenario == WorkerFaults) {
+        QMutex blocked;     // the owning thread waits for good
+        blocked.lock();
+        blocked.lock();
     }
     for (int k = 0; k < 2; ++k)
         workers[k].wait();
@@ -121,7 +115,6 @@ void child(const QString &dir, Scenario scenario)
 } // namespace
 
 // What the check is given on its command line.
-Scenario s_scenario;
 QString s_dir;
 QByteArray s_result;
 
@@ -203,10 +196,11 @@ private Q_SLOTS:
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    if (argc == 4 && qstrcmp(argv[1], "-crash-child") == 0)
-        child(QString::fromLocal8Bit(argv[3]), Scenario(atoi(argv[2])));
-    if (argc == 5 && qstrcmp(argv[1], "-crash-check") == 0) {
+    if (argc >= 4)
         s_scenario = Scenario(atoi(argv[2]));
+    if (argc == 4 && qstrcmp(argv[1], "-crash-child") == 0)
+        child(QString::fromLocal8Bit(argv[3]));
+    if (argc == 5 && qstrcmp(argv[1], "-crash-check") == 0) {
         s_dir = QString::fromLocal8Bit(argv[3]);
         s_result = argv[4];
         CheckCrash check;

@@ -19,43 +19,6 @@ int recordsPerThread()
     return n > 0 ? n : 50000;
 }
 
-class Producer : public QThread
-{
-public:
-    Producer(int id, int count) : id(id), count(count) {}
-
-    void run() override
-    {
-        for (int i = 0; i < count; ++i)
-            QTLOG_INFO("stress") << id << i;
-    }
-
-private:
-    int id;
-    int count;
-};
-
-// Re-applies the settings file to every destination, several times, while
-// the producers log.
-class Refresher : public QThread
-{
-public:
-    Refresher(const QString &fileName, int rounds) : fileName(fileName), rounds(rounds) {}
-
-    void run() override
-    {
-        Config config(fileName, false);
-        for (int i = 0; i < rounds; ++i) {
-            msleep(100);
-            config.refresh();
-        }
-    }
-
-private:
-    QString fileName;
-    int rounds;
-};
-
 } // namespace
 
 class TestStress : public QObject
@@ -76,52 +39,54 @@ private Q_SLOTS:
 
         const int count = recordsPerThread();
         QList<QThread *> threads;
-        for (int t = 0; t < s_threads; ++t)
-            threads.append(new Producer(t, count));
-        threads.append(new Refresher(dir.file("log.conf"), 6));
+        for (int t = 0; t < s_threads; ++t) {
+            threads.append(new WorkThread([t, count]() {
+                for (int i = 0; i < count; ++i)
+                    QTLOG_INFO("stress") << t << i;
+            }));
+        }
+        const QString confFile = dir.file("log.conf");
+        threads.append(new WorkThread([confFile]() {
+            Config config(confFile, false);
+            for (int i = 0; i < 6; ++i) {
+                QTest::qSleep(100);
+                config.refresh();
+            }
+        }));
         for (QThread *thread : threads)
             thread->start();
 
         // The destinations live on this thread: its event loop writes.
-        const auto finished = [&]() {
+        QVERIFY(waitUntil([&]() {
             for (QThread *thread : threads) {
                 if (!thread->isFinished())
                     return false;
             }
             return true;
-        };
-        QVERIFY(waitUntil(finished, 300000));
+        }, 300000));
         qDeleteAll(threads);
 
+        // Records still queued are written by the next drains.
         QVector<int> next(s_threads, 0);
-        const int total = s_threads * count;
-        int seen = 0;
-        const auto parse = [&]() {
+        QString error;
+        waitUntil([&]() {
             next.fill(0);
-            seen = 0;
             const QList<QByteArray> lines = readFile(logFile).split('\n');
             for (const QByteArray &line : lines) {
                 const QList<QByteArray> words = line.simplified().split(' ');
-                if (words.size() != 2)
+                const int id = words.first().toInt();
+                if (words.size() != 2 || words.first() != QByteArray::number(id) || id >= s_threads)
                     continue;   // the banners
-                bool idOk = false;
-                bool nOk = false;
-                const int id = words.at(0).toInt(&idOk);
-                const int n = words.at(1).toInt(&nOk);
-                if (!idOk || !nOk || id < 0 || id >= s_threads)
-                    continue;
-                if (n != next[id])
-                    return QString("thread %1: record %2 where %3 was due").arg(id).arg(n).arg(next[id]);
+                if (words.at(1).toInt() != next[id]) {
+                    error = QString("thread %1: record %2 where %3 was due").arg(id).arg(words.at(1).constData()).arg(next[id]);
+                    return true;
+                }
                 ++next[id];
-                ++seen;
             }
-            return QString();
-        };
-        // Records still queued are written by the next drains.
-        QString error;
-        waitUntil([&]() { error = parse(); return !error.isEmpty() || seen == total; }, 60000);
+            return next == QVector<int>(s_threads, count);
+        }, 60000);
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        QCOMPARE(seen, total);
+        QCOMPARE(next, QVector<int>(s_threads, count));
     }
 };
 
