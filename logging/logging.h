@@ -53,6 +53,12 @@ namespace detail {
 // Initializer has started): the macros then skip the whole statement.
 QTLOG_EXPORT bool levelEnabled(int level);
 
+// A macro statement's beginning and end on this thread: a record it streams
+// may be held and emitted at its end. statementBegin() returns a mark for
+// statementEnd(), which returns -1.
+QTLOG_EXPORT int statementBegin();
+QTLOG_EXPORT int statementEnd(int mark);
+
 // Literal texts (file names, function names, modules) are handed to toLog()
 // without copying them; toLog() has used them up before it returns.
 template <int N>
@@ -115,8 +121,9 @@ inline QDebug logAt(Level level, const char *file, int line, const char *functio
 //     QTLOG_INFO("media") << "volume" << 5;
 //     QTLOG_DEBUG("media", "audio") << "buffer underrun";
 #define QTLOG_AT(level, ...)                                                   \
-    for (bool qtlog_enabled = ::logging::detail::levelEnabled(level); qtlog_enabled;   \
-         qtlog_enabled = false)                                                \
+    for (int qtlog_mark = ::logging::detail::levelEnabled(level)              \
+                              ? ::logging::detail::statementBegin() : -1;      \
+         qtlog_mark >= 0; qtlog_mark = ::logging::detail::statementEnd(qtlog_mark)) \
         ::logging::detail::logAt(level, __FILE__, __LINE__, Q_FUNC_INFO, __VA_ARGS__)
 
 #define QTLOG_CRITICAL(...) QTLOG_AT(::logging::Critical, __VA_ARGS__)

@@ -65,6 +65,20 @@ thread_local LastEncoded t_last;
 // thread's scratch string and is never emitted.
 thread_local QString t_discarded;
 
+// Records of macro statements held until the statement ends, where the Qt in
+// use gains by it; statements nest when a streamed value logs in turn.
+struct HeldStatements
+{
+    HeldStatements() : depth(0), begun(false) {}
+
+    static const int maxDepth = 8;
+    QString texts[maxDepth];
+    int depth;
+    bool begun;     // a statement has begun and not yet made its stream
+};
+
+thread_local HeldStatements t_held;
+
 // Makes kept a copy of the bytes; false when it was one already.
 bool keepCopy(QByteArray &kept, const char *bytes, int size, bool null)
 {
@@ -77,7 +91,8 @@ bool keepCopy(QByteArray &kept, const char *bytes, int size, bool null)
 
 QDebug toLogText(Level level, const char *module, int moduleSize, const char *file, int fileSize,
                  bool fileNull, int line, const char *function, int functionSize,
-                 bool functionNull, const char *subModule, int subModuleSize);
+                 bool functionNull, const char *subModule, int subModuleSize,
+                 bool statement = false);
 
 // A message held back by ReportDeferral: either raw text that reached the
 // handler, or the string a toLog() stream writes into.
@@ -284,7 +299,7 @@ namespace {
 
 QDebug toLogText(Level level, const char *module, int moduleSize, const char *file, int fileSize,
                  bool fileNull, int line, const char *function, int functionSize,
-                 bool functionNull, const char *subModule, int subModuleSize)
+                 bool functionNull, const char *subModule, int subModuleSize, bool statement)
 {
     if (!InitializerPrivate::checkAndSetInitialized(false)) {
         QDebug plain(QtDebugMsg);
@@ -355,7 +370,17 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
     }
 
     // Streamed as plain text: quoted, it would no longer start with the marker.
+    QString *held = nullptr;
+    if (compat::holdStatementText && statement && !ReportDeferral::active()) {
+        HeldStatements &statements = t_held;
+        if (statements.begun && statements.depth < HeldStatements::maxDepth) {
+            statements.begun = false;
+            held = &statements.texts[statements.depth++];
+            held->resize(0);
+        }
+    }
     QDebug stream = ReportDeferral::active() ? QDebug(ReportDeferral::deferStream())
+                    : held                   ? QDebug(held)
                                              : compat::recordStream();
     compat::streamPlain(stream, last.headerText, header);
     return stream;
@@ -377,7 +402,29 @@ QDebug toLogLiteral(Level level, const char *module, const char *file, int line,
     return toLogText(level, module, module ? int(strlen(module)) : 0, file,
                      file ? int(strlen(file)) : 0, !file, line, function,
                      function ? int(strlen(function)) : 0, !function, subModule,
-                     subModule ? int(strlen(subModule)) : 0);
+                     subModule ? int(strlen(subModule)) : 0, true);
+}
+
+int statementBegin()
+{
+    if (!compat::holdStatementText)
+        return 0;
+    HeldStatements &statements = t_held;
+    statements.begun = true;
+    return statements.depth;
+}
+
+int statementEnd(int mark)
+{
+    if (!compat::holdStatementText)
+        return -1;
+    HeldStatements &statements = t_held;
+    statements.begun = false;
+    while (statements.depth > mark) {
+        QString &text = statements.texts[--statements.depth];
+        compat::emitHeldText(text);
+    }
+    return -1;
 }
 
 } // namespace detail

@@ -62,6 +62,22 @@ inline QDebug recordStream()
     return QDebug(QtDebugMsg);
 }
 
+// Qt 4's QDebug converts what it emits with the locale's codec, which on
+// Linux is iconv: thousands of instructions for a line. A macro statement's
+// record is therefore written into a string and emitted at the statement's
+// end with the same bytes, converted by hand when it is ASCII, as it nearly
+// always is.
+const bool holdStatementText = true;
+
+inline void emitHeldText(const QString &text)
+{
+    const ushort *chars = text.utf16();
+    ushort any = 0;
+    for (int i = 0; i < text.size(); ++i)
+        any |= chars[i];
+    qt_message_output(QtDebugMsg, (any >= 0x80 ? text.toLocal8Bit() : text.toLatin1()).constData());
+}
+
 inline void emitMessage(QtMsgType type, const QString &text)
 {
     qt_message_output(type, text.toLocal8Bit().constData());
@@ -202,6 +218,14 @@ inline void emitMessage(QtMsgType type, const QByteArray &text)
 inline QDebug recordStream()
 {
     return QMessageLogger(nullptr, 0, nullptr, s_category).debug();
+}
+
+// Qt 5 and 6 hand the text to the handler as a QString: nothing to gain by
+// holding it.
+const bool holdStatementText = false;
+
+inline void emitHeldText(const QString &)
+{
 }
 
 // Qt 5/6 drop the trailing space of a stream in space mode when they emit
