@@ -31,6 +31,7 @@ class QTLOG_EXPORT LogRecordFormater
 public:
     class Items;
     struct State;
+    struct Line;
 
     // Starts with the built-in formats
     // "#tTf'hh:mm:ss.zzz' #lc [#cm] #ms11" and, for Trace records,
@@ -46,6 +47,9 @@ public:
     // reloadConfig(), but calls for one formatter must not overlap: the
     // abbreviated time depends on the record formatted before.
     QByteArray format(const LogRecord &record);
+    // As format(), but the text stays in the formatter, valid until its next
+    // call: no copy is made.
+    const char *formatLine(const LogRecord &record, int *size);
     // The record's text with its full time, neither depending on nor
     // changing what format() keeps from record to record.
     QByteArray formatAlone(const LogRecord &record);
@@ -65,6 +69,7 @@ private:
     Q_DISABLE_COPY(LogRecordFormater)
 
     QByteArray formatWith(State &state, const LogRecord &record);
+    void formatInto(State &state, const LogRecord &record, Line &line);
 
     QReadWriteLock lock;
     // The time of the last record whose full time was written, and caches.

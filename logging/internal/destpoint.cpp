@@ -194,8 +194,9 @@ void DestPoint::insertLine(const LogRecord &record)
         // The recorder's lines carry full times; so does the record after them.
         formater.restart();
     }
-    const QByteArray text = formater.format(record);
-    journal->append(text.constData(), text.size());
+    int size;
+    const char *text = formater.formatLine(record, &size);
+    journal->append(text, size);
 }
 
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()

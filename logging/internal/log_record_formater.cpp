@@ -102,7 +102,8 @@ bool ByteArray2CharStream::stepBack(int n)
 // ---------------------------------------------------------------------------
 // OutFItemStream
 
-OutFItemStream::OutFItemStream(LogRecordFormater::State *state, const LogRecord *record)
+OutFItemStream::OutFItemStream(LogRecordFormater::State *state, const LogRecord *record,
+                               LogRecordFormater::Line &buffer)
     : state(state)
     , record(record)
     , timeValid(record->dateTime.isValid())
@@ -110,6 +111,7 @@ OutFItemStream::OutFItemStream(LogRecordFormater::State *state, const LogRecord 
     , secondChanged(!state->haveLast)
     , timeWritten(false)
     , cut(false)
+    , buffer(buffer)
 {
     if (timeValid) {
         time = timeParts(record->dateTime);
@@ -353,6 +355,12 @@ void FItemMessText::out(OutFItemStream &out) const
     // Each line feed becomes a line feed and the indent, or one blank. Built
     // piece by piece, so that a message of many lines costs no more than
     // what fits into the record.
+    const char *data = message.constData();
+    const char *end = data + message.size();
+    if (!std::memchr(data, '\n', size_t(end - data))) {
+        out.append(message);
+        return;
+    }
     QByteArray lineBreak;
     if (mode == Indented) {
         lineBreak = QByteArray(indent + 1, ' ');
@@ -362,8 +370,6 @@ void FItemMessText::out(OutFItemStream &out) const
     } else {
         return;
     }
-    const char *data = message.constData();
-    const char *end = data + message.size();
     while (!out.cut) {
         const char *feed = static_cast<const char *>(std::memchr(data, '\n', size_t(end - data)));
         if (!feed) {
@@ -539,9 +545,23 @@ void LogRecordFormater::restart()
 
 QByteArray LogRecordFormater::formatWith(State &last, const LogRecord &record)
 {
-    OutFItemStream out(&last, &record);
-    // Room for a usual line, so that the items do not grow it piece by piece.
-    out.buffer.reserve(qMin(128 + record.message.size(), int(OutFItemStream::maxText)));
+    Line line;
+    formatInto(last, record, line);
+    return QByteArray(line.constData(), line.size());
+}
+
+const char *LogRecordFormater::formatLine(const LogRecord &record, int *size)
+{
+    QReadLocker locker(&lock);
+    formatInto(*state, record, state->line);
+    *size = state->line.size();
+    return state->line.constData();
+}
+
+void LogRecordFormater::formatInto(State &last, const LogRecord &record, Line &line)
+{
+    line.resize(0);
+    OutFItemStream out(&last, &record, line);
     const Items &list = record.level == Trace ? *traceItems : *items;
     for (const FormatItem *item : list.items)
         item->out(out);
@@ -555,10 +575,9 @@ QByteArray LogRecordFormater::formatWith(State &last, const LogRecord &record)
     }
     if (out.cut) {
         static const char marker[] = " [cut: record longer than 1 MiB]";
-        out.buffer.truncate(OutFItemStream::maxText - int(sizeof marker - 1));
-        out.buffer.append(marker, int(sizeof marker - 1));
+        line.resize(OutFItemStream::maxText - int(sizeof marker - 1));
+        line.append(marker, int(sizeof marker - 1));
     }
-    return out.buffer;
 }
 
 } // namespace logging

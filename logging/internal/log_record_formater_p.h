@@ -7,11 +7,17 @@
 #include "local_time_p.h"
 
 #include <QtCore/QList>
+#include <QtCore/QVarLengthArray>
 #include <QtCore/QVector>
 
 #include <cstring>
 
 namespace logging {
+
+// A line's bytes while it is made: a usual line needs no heap.
+struct LogRecordFormater::Line : QVarLengthArray<char, 512>
+{
+};
 
 // A forward reader over one format string.
 class ByteArray2CharStream
@@ -63,6 +69,9 @@ struct LogRecordFormater::State
     // The module written last and its local 8-bit text.
     QString module;
     QByteArray moduleText;
+
+    // The line formatLine() made last.
+    LogRecordFormater::Line line;
 };
 
 // The state of formatting one record, shared by the items.
@@ -74,7 +83,8 @@ struct OutFItemStream
 {
     static const int maxText = 1024 * 1024;
 
-    OutFItemStream(LogRecordFormater::State *state, const LogRecord *record);
+    OutFItemStream(LogRecordFormater::State *state, const LogRecord *record,
+                   LogRecordFormater::Line &buffer);
 
     void append(const char *data, int size);
     void append(const QByteArray &text) { append(text.constData(), text.size()); }
@@ -90,7 +100,7 @@ struct OutFItemStream
     bool secondChanged;     // more than 1000 ms past the last full time (or none yet)
     bool timeWritten;       // a full time has been written for this record
     bool cut;               // something did not fit
-    QByteArray buffer;
+    LogRecordFormater::Line &buffer;
 };
 
 class QTLOG_EXPORT FormatItem
