@@ -59,12 +59,6 @@ struct LastEncoded
     int offset;
 };
 
-thread_local LastEncoded t_last;
-
-// The stream of a record that no destination takes: it writes into this
-// thread's scratch string and is never emitted.
-thread_local QString t_discarded;
-
 // Records of macro statements held until the statement ends, where the Qt in
 // use gains by it; statements nest when a streamed value logs in turn.
 struct HeldStatements
@@ -77,7 +71,6 @@ struct HeldStatements
     bool begun;     // a statement has begun and not yet made its stream
 };
 
-thread_local HeldStatements t_held;
 
 // Makes kept a copy of the bytes; false when it was one already.
 bool keepCopy(QByteArray &kept, const char *bytes, int size, bool null)
@@ -119,24 +112,67 @@ typedef QList<PendingMessage *> PendingList;
 // report's record.
 const int s_maxRounds = 8;
 
-thread_local int t_deferDepth = 0;
-thread_local PendingList *t_pending = nullptr;
+// What a thread keeps from record to record. Made at the thread's first use
+// and reached through one plain pointer: a thread_local object with a
+// constructor would cost a guard check at every access.
+struct ThreadState
+{
+    ThreadState() : deferDepth(0), pending(nullptr) {}
+
+    LastEncoded last;
+    // The stream of a record that no destination takes writes here; it is
+    // never emitted.
+    QString discarded;
+    HeldStatements held;
+    int deferDepth;         // ReportDeferral objects alive
+    PendingList *pending;   // what they hold back
+};
+
+thread_local ThreadState *t_state = nullptr;
+
+// Deletes the thread's state when the thread ends.
+struct ThreadStateOwner
+{
+    ~ThreadStateOwner()
+    {
+        delete t_state;
+        t_state = nullptr;
+    }
+};
+
+thread_local ThreadStateOwner t_stateOwner;
+
+ThreadState &newThreadState()
+{
+    ThreadStateOwner &owner = t_stateOwner;     // its destructor now runs at thread end
+    Q_UNUSED(owner);
+    t_state = new ThreadState;
+    return *t_state;
+}
+
+inline ThreadState &threadState()
+{
+    ThreadState *state = t_state;
+    return Q_LIKELY(state != nullptr) ? *state : newThreadState();
+}
 
 PendingList *takePending()
 {
-    PendingList *list = t_pending;
-    t_pending = nullptr;
+    ThreadState &state = threadState();
+    PendingList *list = state.pending;
+    state.pending = nullptr;
     return list;
 }
 
 PendingMessage *addPending(QtMsgType type, bool streamed)
 {
-    if (!t_pending)
-        t_pending = new PendingList;
+    ThreadState &state = threadState();
+    if (!state.pending)
+        state.pending = new PendingList;
     PendingMessage *message = new PendingMessage;
     message->type = type;
     message->streamed = streamed;
-    t_pending->append(message);
+    state.pending->append(message);
     return message;
 }
 
@@ -156,7 +192,7 @@ Level levelOfMessageType(QtMsgType type)
 // A record made of the fields that this thread encoded last and message.
 QSharedPointer<LogRecord> lastEncodedRecord(const QByteArray &message)
 {
-    const LastEncoded &last = t_last;
+    const LastEncoded &last = threadState().last;
     return compat::makeShared<LogRecord>(Level(last.level),
                                          compat::offsetDateTime(last.msecs, last.offset),
                                          last.module, message, last.function, last.file,
@@ -167,7 +203,7 @@ QSharedPointer<LogRecord> lastEncodedRecord(const QByteArray &message)
 // last: its fields are at hand, there is nothing to decode.
 QSharedPointer<LogRecord> lastEncodedRecord(const char *text, int size)
 {
-    const QByteArray &header = t_last.encoder.header;
+    const QByteArray &header = threadState().last.encoder.header;
     const int headerSize = header.size();
     if (headerSize == 0 || size < headerSize
         || memcmp(text, header.constData(), size_t(headerSize)) != 0)
@@ -225,7 +261,7 @@ void deliverPending()
         }
         delete list;
     }
-    --t_deferDepth;
+    --threadState().deferDepth;
 }
 
 QString versionText()
@@ -244,12 +280,12 @@ QString versionText()
 
 ReportDeferral::ReportDeferral()
 {
-    ++t_deferDepth;
+    ++threadState().deferDepth;
 }
 
 ReportDeferral::~ReportDeferral()
 {
-    if (--t_deferDepth > 0)
+    if (--threadState().deferDepth > 0)
         return;
     // Through Qt's channel, like any message: the handler then delivers
     // whatever each of them causes in turn.
@@ -264,7 +300,7 @@ ReportDeferral::~ReportDeferral()
 
 bool ReportDeferral::active()
 {
-    return t_deferDepth > 0;
+    return threadState().deferDepth > 0;
 }
 
 QString *ReportDeferral::deferStream()
@@ -310,16 +346,17 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
         return plain;
     }
 
-    if (level > s_levelCeiling.load(std::memory_order_relaxed) && !ReportDeferral::active()) {
+    ThreadState &state = threadState();
+    const bool deferring = state.deferDepth > 0;
+    if (level > s_levelCeiling.load(std::memory_order_relaxed) && !deferring) {
         // No destination takes it: not even the time is read. A record held
         // back is judged when it is delivered: a refresh under way may be
         // about to let it through.
-        QString &discarded = t_discarded;
-        discarded.resize(0);
-        return QDebug(&discarded);
+        state.discarded.resize(0);
+        return QDebug(&state.discarded);
     }
 
-    LastEncoded &last = t_last;
+    LastEncoded &last = state.last;
     qint64 msecs;
     int offset;
     currentTime(&msecs, &offset);
@@ -371,17 +408,17 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
 
     // Streamed as plain text: quoted, it would no longer start with the marker.
     QString *held = nullptr;
-    if (compat::holdStatementText && statement && !ReportDeferral::active()) {
-        HeldStatements &statements = t_held;
+    if (compat::holdStatementText && statement && !deferring) {
+        HeldStatements &statements = state.held;
         if (statements.begun && statements.depth < HeldStatements::maxDepth) {
             statements.begun = false;
             held = &statements.texts[statements.depth++];
             held->resize(0);
         }
     }
-    QDebug stream = ReportDeferral::active() ? QDebug(ReportDeferral::deferStream())
-                    : held                   ? QDebug(held)
-                                             : compat::recordStream();
+    QDebug stream = deferring ? QDebug(ReportDeferral::deferStream())
+                    : held    ? QDebug(held)
+                              : compat::recordStream();
     compat::streamPlain(stream, last.headerText, header);
     return stream;
 }
@@ -409,7 +446,7 @@ int statementBegin()
 {
     if (!compat::holdStatementText)
         return 0;
-    HeldStatements &statements = t_held;
+    HeldStatements &statements = threadState().held;
     statements.begun = true;
     return statements.depth;
 }
@@ -418,7 +455,7 @@ int statementEnd(int mark)
 {
     if (!compat::holdStatementText)
         return -1;
-    HeldStatements &statements = t_held;
+    HeldStatements &statements = threadState().held;
     statements.begun = false;
     while (statements.depth > mark) {
         QString &text = statements.texts[--statements.depth];
@@ -534,7 +571,7 @@ void InitializerPrivate::messageFinished(QtMsgType type, const char *text)
 
     // Everything this record causes on this thread (reports of a drain, say)
     // is held back and delivered here, after the registry is released.
-    ++t_deferDepth;
+    ++threadState().deferDepth;
     deliver(type, QByteArray::fromRawData(text, int(qstrlen(text))));
     deliverPending();
 }
@@ -542,9 +579,10 @@ void InitializerPrivate::messageFinished(QtMsgType type, const char *text)
 bool InitializerPrivate::messageText(QtMsgType, const QString &text)
 {
     // Only a record that this thread has just encoded, outside any deferral.
-    const QByteArray &header = t_last.encoder.header;
+    ThreadState &state = threadState();
+    const QByteArray &header = state.last.encoder.header;
     const int headerSize = header.size();
-    if (headerSize == 0 || text.size() < headerSize || ReportDeferral::active()
+    if (headerSize == 0 || text.size() < headerSize || state.deferDepth > 0
         || (text.size() > headerSize && text.at(headerSize).unicode() >= 0x80)
         || !compat::startsWithLatin1(text, header))
         return false;
@@ -552,7 +590,7 @@ bool InitializerPrivate::messageText(QtMsgType, const QString &text)
     const int messageStart = headerSize + 1;
     const QSharedPointer<LogRecord> record = lastEncodedRecord(
         messageStart < text.size() ? compat::localText(text, messageStart) : QByteArray());
-    ++t_deferDepth;
+    ++state.deferDepth;
     DestPoint::allDestPointManager()->sendLogRecord(record);
     deliverPending();
     return true;

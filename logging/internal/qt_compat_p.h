@@ -122,11 +122,6 @@ inline QByteArray toLocal8Bit(const QString &text, int from)
     return text.mid(from).toLocal8Bit();
 }
 
-// The text from position from on, as Latin-1.
-inline QByteArray toLatin1(const QString &text, int from)
-{
-    return text.mid(from).toLatin1();
-}
 
 // True when text starts with the Latin-1 bytes of prefix.
 inline bool startsWithLatin1(const QString &text, const QByteArray &prefix)
@@ -265,11 +260,6 @@ inline QByteArray toLocal8Bit(const QString &text, int from)
     return QStringView(text).mid(from).toLocal8Bit();
 }
 
-// The text from position from on, as Latin-1.
-inline QByteArray toLatin1(const QString &text, int from)
-{
-    return QStringView(text).mid(from).toLatin1();
-}
 
 // True when text starts with the Latin-1 bytes of prefix.
 inline bool startsWithLatin1(const QString &text, const QByteArray &prefix)
@@ -298,14 +288,17 @@ inline QDateTime offsetDateTime(qint64 msecs, int offsetSeconds)
 // usual case, is the same in every local encoding and needs no codec.
 inline QByteArray localText(const QString &text, int from)
 {
+    // Copied and checked in one pass; the rare other text goes to the codec.
     const int size = text.size() - from;
     const ushort *chars = text.utf16() + from;
+    QByteArray bytes(size, Qt::Uninitialized);
+    char *out = bytes.data();
     ushort any = 0;
-    for (int i = 0; i < size; ++i)
+    for (int i = 0; i < size; ++i) {
         any |= chars[i];
-    if (any >= 0x80)
-        return toLocal8Bit(text, from);
-    return toLatin1(text, from);
+        out[i] = char(chars[i]);
+    }
+    return any < 0x80 ? bytes : toLocal8Bit(text, from);
 }
 
 // Milliseconds since the epoch and the offset from UTC in seconds of a
