@@ -136,6 +136,9 @@ public:
     // Offers record to every active destination, has each of them drain,
     // then emits startActive() once, whether or not any took it.
     void sendLogRecord(const QSharedPointer<LogRecord> &record);
+    // The same for a record not shared yet: a shared copy is made only if an
+    // active destination keeps records rather than lines.
+    void sendLogRecord(const LogRecord &record);
     // Activates the destinations whose confName() is in names (case-sensitive)
     // and deactivates the others.
     void setActiveDestPoints(const QStringList &names);
@@ -155,6 +158,8 @@ private:
 
     // Applies config's settings to one destination; lock held by the caller.
     static void configure(DestPoint *destination, Config &config);
+    // sendLogRecord(); shared is made from record when needed.
+    void offer(const LogRecord &record, QSharedPointer<LogRecord> &shared);
 
     QReadWriteLock lock;
     QList<DestPoint *> destinations;

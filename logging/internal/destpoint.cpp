@@ -254,14 +254,34 @@ void DestPoint::AllDestPointsManager::removeDestPoint(DestPoint *destination)
 
 void DestPoint::AllDestPointsManager::sendLogRecord(const QSharedPointer<LogRecord> &record)
 {
+    QSharedPointer<LogRecord> shared = record;
+    offer(*record, shared);
+}
+
+void DestPoint::AllDestPointsManager::sendLogRecord(const LogRecord &record)
+{
+    QSharedPointer<LogRecord> shared;
+    offer(record, shared);
+}
+
+void DestPoint::AllDestPointsManager::offer(const LogRecord &record,
+                                            QSharedPointer<LogRecord> &shared)
+{
     // Drains run below, under the read lock: their reports are delivered
     // after it is released.
     ReportDeferral deferral;
     QReadLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
     for (DestPoint *destination : list) {
-        if (destination->isActive())
-            destination->insertLogRecord(record);
+        if (!destination->isActive())
+            continue;
+        if (destination->journal) {
+            destination->insertLine(record);
+            continue;
+        }
+        if (!shared)
+            shared = compat::makeShared<LogRecord>(record);
+        destination->insertLogRecord(shared);
     }
     // Every active destination drains, here or on its own thread, whether
     // or not it took the record.

@@ -189,38 +189,33 @@ Level levelOfMessageType(QtMsgType type)
     }
 }
 
-// A record made of the fields that this thread encoded last and message.
-QSharedPointer<LogRecord> lastEncodedRecord(const QByteArray &message)
+// Offers the record made of the fields that this thread encoded last and
+// message. It is shared (copied to the heap) only if a destination keeps it.
+void sendLastEncoded(const QByteArray &message)
 {
     const LastEncoded &last = threadState().last;
-    return compat::makeShared<LogRecord>(Level(last.level),
-                                         compat::offsetDateTime(last.msecs, last.offset),
-                                         last.module, message, last.function, last.file,
-                                         last.line);
+    const LogRecord record(Level(last.level), compat::offsetDateTime(last.msecs, last.offset),
+                           last.module, message, last.function, last.file, last.line);
+    DestPoint::allDestPointManager()->sendLogRecord(record);
 }
 
-// The record of text if it starts with the header that this thread encoded
-// last: its fields are at hand, there is nothing to decode.
-QSharedPointer<LogRecord> lastEncodedRecord(const char *text, int size)
+// Turns one message into a record and offers it to the destinations. A text
+// that starts with the header this thread encoded last has its fields at
+// hand: there is nothing to decode.
+void deliver(QtMsgType type, const QByteArray &text)
 {
     const QByteArray &header = threadState().last.encoder.header;
     const int headerSize = header.size();
-    if (headerSize == 0 || size < headerSize
-        || memcmp(text, header.constData(), size_t(headerSize)) != 0)
-        return QSharedPointer<LogRecord>();
-    // The terminator, then one separator byte, then the message.
-    const int messageStart = headerSize + 1;
-    return lastEncodedRecord(messageStart < size
-                                 ? QByteArray(text + messageStart, size - messageStart)
-                                 : QByteArray());
-}
-
-// Turns one message into a record and offers it to the destinations.
-void deliver(QtMsgType type, const QByteArray &text)
-{
-    QSharedPointer<LogRecord> record = lastEncodedRecord(text.constData(), text.size());
-    if (!record)
-        record = LogRecord::fromByteArray(text);
+    if (headerSize > 0 && text.size() >= headerSize
+        && memcmp(text.constData(), header.constData(), size_t(headerSize)) == 0) {
+        // The terminator, then one separator byte, then the message.
+        const int messageStart = headerSize + 1;
+        sendLastEncoded(messageStart < text.size()
+                            ? QByteArray(text.constData() + messageStart, text.size() - messageStart)
+                            : QByteArray());
+        return;
+    }
+    QSharedPointer<LogRecord> record = LogRecord::fromByteArray(text);
     if (!record) {
         static const QString qtModule = QString::fromLatin1("qt");
         record = compat::makeShared<LogRecord>(levelOfMessageType(type), currentDateTime(),
@@ -588,10 +583,9 @@ bool InitializerPrivate::messageText(QtMsgType, const QString &text)
         return false;
     // Only the message needs converting.
     const int messageStart = headerSize + 1;
-    const QSharedPointer<LogRecord> record = lastEncodedRecord(
-        messageStart < text.size() ? compat::localText(text, messageStart) : QByteArray());
     ++state.deferDepth;
-    DestPoint::allDestPointManager()->sendLogRecord(record);
+    sendLastEncoded(messageStart < text.size() ? compat::localText(text, messageStart)
+                                               : QByteArray());
     deliverPending();
     return true;
 }

@@ -22,6 +22,7 @@
 #  include <QtCore/QRegExp>
 #endif
 
+#include <cstring>
 #include <utility>
 
 #include <sys/stat.h>
@@ -120,6 +121,12 @@ inline QDateTime fileModified(const QString &fileName)
 inline QByteArray toLocal8Bit(const QString &text, int from)
 {
     return text.mid(from).toLocal8Bit();
+}
+
+// The text from position from on, as Latin-1.
+inline QByteArray toLatin1(const QString &text, int from)
+{
+    return text.mid(from).toLatin1();
 }
 
 
@@ -260,6 +267,12 @@ inline QByteArray toLocal8Bit(const QString &text, int from)
     return QStringView(text).mid(from).toLocal8Bit();
 }
 
+// The text from position from on, as Latin-1.
+inline QByteArray toLatin1(const QString &text, int from)
+{
+    return QStringView(text).mid(from).toLatin1();
+}
+
 
 // True when text starts with the Latin-1 bytes of prefix.
 inline bool startsWithLatin1(const QString &text, const QByteArray &prefix)
@@ -288,17 +301,21 @@ inline QDateTime offsetDateTime(qint64 msecs, int offsetSeconds)
 // usual case, is the same in every local encoding and needs no codec.
 inline QByteArray localText(const QString &text, int from)
 {
-    // Copied and checked in one pass; the rare other text goes to the codec.
+    // Four characters a step: any bit above 0x7f in a lane means non-ASCII.
     const int size = text.size() - from;
     const ushort *chars = text.utf16() + from;
-    QByteArray bytes(size, Qt::Uninitialized);
-    char *out = bytes.data();
-    ushort any = 0;
-    for (int i = 0; i < size; ++i) {
-        any |= chars[i];
-        out[i] = char(chars[i]);
+    quint64 any = 0;
+    int i = 0;
+    for (; i + 4 <= size; i += 4) {
+        quint64 four;
+        memcpy(&four, chars + i, sizeof four);
+        any |= four;
     }
-    return any < 0x80 ? bytes : toLocal8Bit(text, from);
+    for (; i < size; ++i)
+        any |= chars[i];
+    if (any & Q_UINT64_C(0xff80ff80ff80ff80))
+        return toLocal8Bit(text, from);
+    return toLatin1(text, from);
 }
 
 // Milliseconds since the epoch and the offset from UTC in seconds of a
