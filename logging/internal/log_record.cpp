@@ -119,6 +119,13 @@ void RecordHeaderEncoder::encode(int level, qint64 msecsSinceEpoch, const char *
                                  int moduleSize, const char *function, int functionSize,
                                  const char *file, int fileSize, int line, bool sameTail)
 {
+    if (sameTail && level == lastLevel && msecsSinceEpoch == lastMsecs && !header.isEmpty()) {
+        // A burst within one millisecond: the header is the same.
+        changed = 0;
+        return;
+    }
+    lastLevel = level;
+    lastMsecs = msecsSinceEpoch;
     // The level and the time, each with its separator: at most 2 * 21 bytes.
     char prefix[48];
     char *p = writeNumber(prefix, level);

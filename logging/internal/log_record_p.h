@@ -13,7 +13,7 @@ namespace logging {
 class RecordHeaderEncoder
 {
 public:
-    RecordHeaderEncoder() : prefixSize(0), changed(0) {}
+    RecordHeaderEncoder() : prefixSize(0), changed(0), lastLevel(0), lastMsecs(0) {}
 
     // moduleUtf8 is the module already encoded as UTF-8. sameTail says that
     // the module, function, file and line are those of the last call.
@@ -32,6 +32,8 @@ private:
     QByteArray block;
     int prefixSize;     // the level and time texts with their separators
     int changed;
+    int lastLevel;      // the level and time of the last call
+    qint64 lastMsecs;
 };
 
 } // namespace logging
