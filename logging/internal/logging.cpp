@@ -59,8 +59,9 @@ struct LastEncoded
     int offset;
 };
 
-// Records of macro statements held until the statement ends, where the Qt in
-// use gains by it; statements nest when a streamed value logs in turn.
+// Records of macro statements, written into strings that start with the
+// header already and emitted when the statement ends: the header is not
+// streamed through QDebug. Statements nest when a streamed value logs in turn.
 struct HeldStatements
 {
     HeldStatements() : depth(0), begun(false) {}
@@ -401,19 +402,22 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
             text[i] = QLatin1Char(header.at(i));
     }
 
-    // Streamed as plain text: quoted, it would no longer start with the marker.
-    QString *held = nullptr;
-    if (compat::holdStatementText && statement && !deferring) {
+    if (statement && !deferring) {
         HeldStatements &statements = state.held;
         if (statements.begun && statements.depth < HeldStatements::maxDepth) {
             statements.begun = false;
-            held = &statements.texts[statements.depth++];
-            held->resize(0);
+            QString &held = statements.texts[statements.depth++];
+            // Reserved once, so that emptying keeps the memory.
+            if (held.capacity() < 256)
+                held.reserve(256);
+            held.resize(0);
+            held.append(last.headerText);
+            held.append(QLatin1Char(' '));
+            return QDebug(&held);
         }
     }
-    QDebug stream = deferring ? QDebug(ReportDeferral::deferStream())
-                    : held    ? QDebug(held)
-                              : compat::recordStream();
+    // Streamed as plain text: quoted, it would no longer start with the marker.
+    QDebug stream = deferring ? QDebug(ReportDeferral::deferStream()) : compat::recordStream();
     compat::streamPlain(stream, last.headerText, header);
     return stream;
 }
@@ -439,8 +443,6 @@ QDebug toLogLiteral(Level level, const char *module, const char *file, int line,
 
 int statementBegin()
 {
-    if (!compat::holdStatementText)
-        return 0;
     HeldStatements &statements = threadState().held;
     statements.begun = true;
     return statements.depth;
@@ -448,13 +450,13 @@ int statementBegin()
 
 int statementEnd(int mark)
 {
-    if (!compat::holdStatementText)
-        return -1;
     HeldStatements &statements = threadState().held;
     statements.begun = false;
     while (statements.depth > mark) {
-        QString &text = statements.texts[--statements.depth];
-        compat::emitHeldText(text);
+        // The slot stays taken while it is emitted: a statement that the
+        // emission runs into takes the next one.
+        compat::emitHeldText(statements.texts[statements.depth - 1]);
+        --statements.depth;
     }
     return -1;
 }

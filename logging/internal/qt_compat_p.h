@@ -63,14 +63,12 @@ inline QDebug recordStream()
     return QDebug(QtDebugMsg);
 }
 
-// Qt 4's QDebug converts what it emits with the locale's codec, which on
-// Linux is iconv: thousands of instructions for a line. A macro statement's
-// record is therefore written into a string and emitted at the statement's
-// end with the same bytes, converted by hand when it is ASCII, as it nearly
-// always is.
-const bool holdStatementText = true;
-
-inline void emitHeldText(const QString &text)
+// Emits a record that a macro statement wrote into a string, as the QDebug
+// of recordStream() would have. Qt 4's QDebug converts with the locale's
+// codec, which on Linux is iconv (thousands of instructions for a line):
+// here the same bytes come by hand when the text is ASCII, as it nearly
+// always is. Qt 4 keeps the trailing space.
+inline void emitHeldText(QString &text)
 {
     const ushort *chars = text.utf16();
     ushort any = 0;
@@ -222,12 +220,13 @@ inline QDebug recordStream()
     return QMessageLogger(nullptr, 0, nullptr, s_category).debug();
 }
 
-// Qt 5 and 6 hand the text to the handler as a QString: nothing to gain by
-// holding it.
-const bool holdStatementText = false;
-
-inline void emitHeldText(const QString &)
+// Emits a record that a macro statement wrote into a string, as the QDebug
+// of recordStream() would have: Qt 5 and 6 drop the trailing space.
+inline void emitHeldText(QString &text)
 {
+    if (text.endsWith(QLatin1Char(' ')))
+        text.chop(1);
+    emitMessage(QtDebugMsg, text);
 }
 
 // Qt 5/6 drop the trailing space of a stream in space mode when they emit
