@@ -107,7 +107,7 @@ private:
     bool alwaysActive;
     FilterLogRecords filterRecords;
     LogRecordFormater formater;
-    QReadWriteLock queueLock;
+    QMutex queueLock;
     // The queue is queue[queueHead] up to the end; the slots before the head
     // are taken, and reused once the queue has run empty.
     QVector<QSharedPointer<LogRecord> > queue;

@@ -3,7 +3,7 @@
 
 #include <logging/destpoint.h>
 
-#include <QtCore/QReadWriteLock>
+#include <QtCore/QMutex>
 #include <QtCore/QString>
 
 namespace logging {
@@ -73,7 +73,7 @@ public:
 private:
     Q_DISABLE_COPY(DPFile)
 
-    QReadWriteLock fileLock;
+    QMutex fileLock;
     DPFilePrivate *d;   // guarded by fileLock
 };
 

@@ -3,6 +3,7 @@
 
 #include <logging/qtlog_global.h>
 
+#include <QtCore/QAtomicInt>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QString>
 #include <QtCore/QVector>
@@ -38,10 +39,18 @@ public:
 private:
     Q_DISABLE_COPY(FilterLogRecords)
 
+    // Copies the level and whether any prefix is set into the atomics;
+    // call with the lock held for writing.
+    void publish();
+
     mutable QReadWriteLock lock;
     int level;
     QVector<QString> allow;
     QVector<QString> deny;
+    // Read by check() without the lock: the level, and 1 when neither list
+    // has a prefix, so that the usual filter needs no lock at all.
+    QAtomicInt levelNow;
+    QAtomicInt noPrefixes;
 };
 
 } // namespace logging

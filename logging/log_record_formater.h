@@ -5,7 +5,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
-#include <QtCore/QReadWriteLock>
+#include <QtCore/QMutex>
 #include <QtCore/QScopedPointer>
 
 namespace logging {
@@ -71,7 +71,9 @@ private:
     QByteArray formatWith(State &state, const LogRecord &record);
     void formatInto(State &state, const LogRecord &record, Line &line);
 
-    QReadWriteLock lock;
+    // Guards the items against a reload; formatting holds it too, since
+    // calls for one formatter do not overlap anyway.
+    QMutex lock;
     // The time of the last record whose full time was written, and caches.
     QScopedPointer<State> state;
     QScopedPointer<Items> items;

@@ -96,7 +96,7 @@ void DestPoint::setRecorder(int records, int level, int dumpLevel)
         return;
     FlightRecorder *old;
     {
-        QWriteLocker locker(&queueLock);
+        QMutexLocker locker(&queueLock);
         old = journal->recorder();
         if (old ? (old->capacity() == records && old->level() == level
                    && old->dumpLevel() == dumpLevel)
@@ -163,7 +163,7 @@ void DestPoint::insertLogRecord(const QSharedPointer<LogRecord> &record)
     }
     if (!filterRecords.check(*record))
         return;
-    QWriteLocker locker(&queueLock);
+    QMutexLocker locker(&queueLock);
     int i = queue.size() - 1;
     while (i >= queueHead && record->dateTime < queue.at(i)->dateTime)
         --i;
@@ -180,7 +180,7 @@ void DestPoint::insertLine(const LogRecord &record)
         return;
     // Formatted here, in the order of acceptance: the formatter's abbreviated
     // times refer to the line before in the same order.
-    QWriteLocker locker(&queueLock);
+    QMutexLocker locker(&queueLock);
     FlightRecorder *kept = journal->recorder();
     if (!taken) {
         if (kept && record.level <= kept->level()) {
@@ -201,7 +201,7 @@ void DestPoint::insertLine(const LogRecord &record)
 
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()
 {
-    QWriteLocker locker(&queueLock);
+    QMutexLocker locker(&queueLock);
     QSharedPointer<LogRecord> record;
     while (queueHead < queue.size() && !record) {
         record.swap(queue[queueHead]);

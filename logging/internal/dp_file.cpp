@@ -353,7 +353,7 @@ void DPFile::reloadConfig(Config &config)
                 parseLevel(config.value(confName(), QLatin1String(s_recorderDumpKey), QString()), Error));
     {
         // A refresh may report each problem once more.
-        QWriteLocker locker(&fileLock);
+        QMutexLocker locker(&fileLock);
         d->problemReported = false;
         d->renameReported = false;
         d->sinceRotateFailure.invalidate();
@@ -368,7 +368,7 @@ void DPFile::setFilename(const QString &name)
     // The open failure is reported with the file lock held (and, during a
     // refresh, the registry's write lock): deliver it after they are released.
     ReportDeferral deferral;
-    QWriteLocker locker(&fileLock);
+    QMutexLocker locker(&fileLock);
     d->fileName = name;
     d->reopen();
 }
@@ -384,7 +384,7 @@ void DPFile::outItems()
     if (!isActive())
         return;
 
-    QWriteLocker locker(&fileLock);
+    QMutexLocker locker(&fileLock);
     if (!d->file || d->writeErrno) {
         if (d->firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,

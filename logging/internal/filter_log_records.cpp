@@ -4,6 +4,7 @@
 #include <logging/log_record.h>
 
 #include "logging_p.h"
+#include "qt_compat_p.h"
 
 #include <cstring>
 
@@ -28,8 +29,14 @@ bool matchesAny(const QString &module, const QVector<QString> &prefixes)
 } // namespace
 
 FilterLogRecords::FilterLogRecords()
-    : level(Debug)
+    : level(Debug), levelNow(Debug), noPrefixes(1)
 {
+}
+
+void FilterLogRecords::publish()
+{
+    compat::storeRelaxed(levelNow, level);
+    compat::storeRelaxed(noPrefixes, allow.isEmpty() && deny.isEmpty() ? 1 : 0);
 }
 
 FilterLogRecords::~FilterLogRecords()
@@ -41,6 +48,7 @@ void FilterLogRecords::setLevel(int newLevel)
     {
         QWriteLocker locker(&lock);
         level = newLevel;
+        publish();
     }
     raiseLevelCeiling(newLevel);
 }
@@ -55,12 +63,14 @@ void FilterLogRecords::setAllow(const QVector<QString> &prefixes)
 {
     QWriteLocker locker(&lock);
     allow = prefixes;
+    publish();
 }
 
 void FilterLogRecords::setDeny(const QVector<QString> &prefixes)
 {
     QWriteLocker locker(&lock);
     deny = prefixes;
+    publish();
 }
 
 void FilterLogRecords::reloadConfig(Config &config, const char *destName)
@@ -71,12 +81,16 @@ void FilterLogRecords::reloadConfig(Config &config, const char *destName)
         newLevel = level = config.maxLevel(destName);
         allow = config.allowMod(destName).toVector();
         deny = config.denyMod(destName).toVector();
+        publish();
     }
     raiseLevelCeiling(newLevel);
 }
 
 bool FilterLogRecords::check(const LogRecord &record) const
 {
+    // A reload under way may leave this record to the old settings or the new.
+    if (compat::loadRelaxed(noPrefixes))
+        return record.level <= compat::loadRelaxed(levelNow);
     QReadLocker locker(&lock);
     if (record.level > level)
         return false;

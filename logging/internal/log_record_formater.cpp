@@ -467,14 +467,14 @@ LogRecordFormater::LogRecordFormater()
 
 LogRecordFormater::~LogRecordFormater()
 {
-    QWriteLocker locker(&lock);
+    QMutexLocker locker(&lock);
     items->clear();
     traceItems->clear();
 }
 
 void LogRecordFormater::reloadConfig(Config &config, const char *section)
 {
-    QWriteLocker locker(&lock);
+    QMutexLocker locker(&lock);
     configStringToItems(*items, formatText(config.outFormat(section), defaultFormat));
     configStringToItems(*traceItems, formatText(config.outTraceFormat(section), defaultTraceFormat));
 }
@@ -520,13 +520,13 @@ void LogRecordFormater::configStringToItems(Items &items, const QByteArray &conf
 
 QByteArray LogRecordFormater::format(const LogRecord &record)
 {
-    QReadLocker locker(&lock);
+    QMutexLocker locker(&lock);
     return formatWith(*state, record);
 }
 
 QByteArray LogRecordFormater::formatAlone(const LogRecord &record)
 {
-    QReadLocker locker(&lock);
+    QMutexLocker locker(&lock);
     // As after a record of the same day long before: full time, no day header.
     State alone;
     if (record.dateTime.isValid()) {
@@ -539,7 +539,7 @@ QByteArray LogRecordFormater::formatAlone(const LogRecord &record)
 
 void LogRecordFormater::restart()
 {
-    QReadLocker locker(&lock);
+    QMutexLocker locker(&lock);
     state->lastSecond = std::numeric_limits<qint64>::min() / 2;
 }
 
@@ -552,7 +552,7 @@ QByteArray LogRecordFormater::formatWith(State &last, const LogRecord &record)
 
 const char *LogRecordFormater::formatLine(const LogRecord &record, int *size)
 {
-    QReadLocker locker(&lock);
+    QMutexLocker locker(&lock);
     formatInto(*state, record, state->line);
     *size = state->line.size();
     return state->line.constData();

@@ -68,6 +68,8 @@ struct HeldStatements
 
     static const int maxDepth = 8;
     QString texts[maxDepth];
+    QByteArray headers[maxDepth];   // each text's header, shared until it is emitted
+    QByteArray bytes;   // where the Qt in use needs the text as bytes
     int depth;
     bool begun;     // a statement has begun and not yet made its stream
 };
@@ -406,6 +408,8 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
         HeldStatements &statements = state.held;
         if (statements.begun && statements.depth < HeldStatements::maxDepth) {
             statements.begun = false;
+            if (compat::heldHeaderBytes)
+                statements.headers[statements.depth] = header;
             QString &held = statements.texts[statements.depth++];
             // Reserved once, so that emptying keeps the memory.
             if (held.capacity() < 256)
@@ -455,7 +459,11 @@ int statementEnd(int mark)
     while (statements.depth > mark) {
         // The slot stays taken while it is emitted: a statement that the
         // emission runs into takes the next one.
-        compat::emitHeldText(statements.texts[statements.depth - 1]);
+        const int slot = statements.depth - 1;
+        compat::emitHeldText(statements.texts[slot], statements.bytes, statements.headers[slot]);
+        // Shared no more: the next record's header is written in place.
+        if (compat::heldHeaderBytes)
+            statements.headers[slot] = QByteArray();
         --statements.depth;
     }
     return -1;
@@ -568,8 +576,12 @@ void InitializerPrivate::messageFinished(QtMsgType type, const char *text)
 
     // Everything this record causes on this thread (reports of a drain, say)
     // is held back and delivered here, after the registry is released.
-    ++threadState().deferDepth;
-    deliver(type, QByteArray::fromRawData(text, int(qstrlen(text))));
+    // A record that a statement of this thread emits comes with its size.
+    ThreadState &state = threadState();
+    const int size = text == state.held.bytes.constData() ? state.held.bytes.size()
+                                                          : int(qstrlen(text));
+    ++state.deferDepth;
+    deliver(type, QByteArray::fromRawData(text, size));
     deliverPending();
 }
 

@@ -63,18 +63,46 @@ inline QDebug recordStream()
     return QDebug(QtDebugMsg);
 }
 
+// Whether emitHeldText() needs the text's header as bytes.
+const bool heldHeaderBytes = true;
+
 // Emits a record that a macro statement wrote into a string, as the QDebug
 // of recordStream() would have. Qt 4's QDebug converts with the locale's
 // codec, which on Linux is iconv (thousands of instructions for a line):
 // here the same bytes come by hand when the text is ASCII, as it nearly
 // always is. Qt 4 keeps the trailing space.
-inline void emitHeldText(QString &text)
+inline void emitHeldText(QString &text, QByteArray &bytes, const QByteArray &header)
 {
+    // The text starts with the header and a blank: those bytes are at hand.
+    // The rest is copied and checked four characters a step, into a buffer
+    // kept from record to record.
+    const int size = text.size();
     const ushort *chars = text.utf16();
-    ushort any = 0;
-    for (int i = 0; i < text.size(); ++i)
+    bytes.resize(size);
+    char *out = bytes.data();
+    int i = 0;
+    if (header.size() < size) {
+        memcpy(out, header.constData(), size_t(header.size()));
+        out[header.size()] = ' ';
+        i = header.size() + 1;
+    }
+    quint64 any = 0;
+    for (; i + 4 <= size; i += 4) {
+        quint64 four;
+        memcpy(&four, chars + i, sizeof four);
+        any |= four;
+        out[i] = char(chars[i]);
+        out[i + 1] = char(chars[i + 1]);
+        out[i + 2] = char(chars[i + 2]);
+        out[i + 3] = char(chars[i + 3]);
+    }
+    for (; i < size; ++i) {
         any |= chars[i];
-    qt_message_output(QtDebugMsg, (any >= 0x80 ? text.toLocal8Bit() : text.toLatin1()).constData());
+        out[i] = char(chars[i]);
+    }
+    if (any & Q_UINT64_C(0xff80ff80ff80ff80))
+        bytes = text.toLocal8Bit();
+    qt_message_output(QtDebugMsg, bytes.constData());
 }
 
 inline void emitMessage(QtMsgType type, const QString &text)
@@ -220,9 +248,11 @@ inline QDebug recordStream()
     return QMessageLogger(nullptr, 0, nullptr, s_category).debug();
 }
 
+const bool heldHeaderBytes = false;
+
 // Emits a record that a macro statement wrote into a string, as the QDebug
 // of recordStream() would have: Qt 5 and 6 drop the trailing space.
-inline void emitHeldText(QString &text)
+inline void emitHeldText(QString &text, QByteArray &, const QByteArray &)
 {
     if (text.endsWith(QLatin1Char(' ')))
         text.chop(1);
