@@ -121,7 +121,7 @@ void RecordHeaderEncoder::encode(int level, qint64 msecsSinceEpoch, const char *
 {
     if (sameTail && level == lastLevel && msecsSinceEpoch == lastMsecs && !header.isEmpty()) {
         // A burst within one millisecond: the header is the same.
-        changed = 0;
+        changedStart = changed = 0;
         return;
     }
     lastLevel = level;
@@ -136,11 +136,19 @@ void RecordHeaderEncoder::encode(int level, qint64 msecsSinceEpoch, const char *
 
     if (sameTail && newPrefixSize == prefixSize && !header.isEmpty()) {
         // Only the base64 groups that hold prefix bytes change.
+        // Only the base64 groups from the first changed byte on, in fact:
+        // usually the time's last digits.
         const int groupBytes = (prefixSize + 2) / 3 * 3;
         if (groupBytes <= block.size()) {
-            memcpy(block.data(), prefix, size_t(prefixSize));
-            toBase64(reinterpret_cast<const unsigned char *>(block.constData()), groupBytes,
-                     header.data() + s_markerSize);
+            char *old = block.data();
+            int first = 0;
+            while (first < prefixSize && old[first] == prefix[first])
+                ++first;
+            const int from = first / 3 * 3;
+            memcpy(old + from, prefix + from, size_t(prefixSize - from));
+            toBase64(reinterpret_cast<const unsigned char *>(old + from), groupBytes - from,
+                     header.data() + s_markerSize + from / 3 * 4);
+            changedStart = s_markerSize + from / 3 * 4;
             changed = s_markerSize + groupBytes / 3 * 4;
             return;
         }
@@ -166,6 +174,7 @@ void RecordHeaderEncoder::encode(int level, qint64 msecsSinceEpoch, const char *
     toBase64(reinterpret_cast<const unsigned char *>(block.constData()), blockSize,
              h + s_markerSize);
     h[header.size() - 1] = s_terminator;
+    changedStart = 0;
     changed = header.size();
 }
 

@@ -13,7 +13,7 @@ namespace logging {
 class RecordHeaderEncoder
 {
 public:
-    RecordHeaderEncoder() : prefixSize(0), changed(0), lastLevel(0), lastMsecs(0) {}
+    RecordHeaderEncoder() : prefixSize(0), changedStart(0), changed(0), lastLevel(0), lastMsecs(0) {}
 
     // moduleUtf8 is the module already encoded as UTF-8. sameTail says that
     // the module, function, file and line are those of the last call.
@@ -24,13 +24,15 @@ public:
     // The marker, the base64 field block and the terminator.
     QByteArray header;
 
-    // How many bytes at the start of header the last encode() may have
-    // changed; the rest is as it was.
+    // The bytes of header that the last encode() may have changed, from
+    // changedFrom() up to changedSize(); the rest is as it was.
+    int changedFrom() const { return changedStart; }
     int changedSize() const { return changed; }
 
 private:
     QByteArray block;
     int prefixSize;     // the level and time texts with their separators
+    int changedStart;
     int changed;
     int lastLevel;      // the level and time of the last call
     qint64 lastMsecs;

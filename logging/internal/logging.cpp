@@ -400,7 +400,7 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
         last.headerText = QString::fromLatin1(header.constData(), header.size());
     } else {
         QChar *text = last.headerText.data();
-        for (int i = 0; i < changed; ++i)
+        for (int i = last.encoder.changedFrom(); i < changed; ++i)
             text[i] = QLatin1Char(header.at(i));
     }
 
