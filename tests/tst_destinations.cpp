@@ -81,6 +81,22 @@ private Q_SLOTS:
         QCOMPARE(b.taken.size(), 2);
     }
 
+    // A destination of another thread has one drain waiting at a time: 100
+    // records from a worker post one request, and that drain takes them all.
+    void oneDrainRequestAtATime()
+    {
+        Probe p;
+        p.setActive(true);
+        runOnThread([] {
+            for (int i = 0; i < 100; ++i)
+                registry()->sendLogRecord(shared(Info, at(10, 0, 0, i)));
+        });
+        QCOMPARE(p.drains, 0);
+        QCoreApplication::processEvents();
+        QCOMPARE(p.drains, 1);
+        QCOMPARE(p.taken.size(), 100);
+    }
+
     void refreshConfigAndBuffer()
     {
         TempDir dir;
