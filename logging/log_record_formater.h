@@ -50,9 +50,10 @@ public:
     // As format(), but the text stays in the formatter, valid until its next
     // call: no copy is made.
     const char *formatLine(const LogRecord &record, int *size);
-    // The record's text with its full time, neither depending on nor
-    // changing what format() keeps from record to record.
-    QByteArray formatAlone(const LogRecord &record);
+    // As formatLine(), but the record's text has its full time and no day
+    // header, neither depending on nor changing what format() and
+    // formatLine() keep from record to record.
+    const char *formatAlone(const LogRecord &record, int *size);
     // The next record that format() makes gets its full time.
     void restart();
 
@@ -76,6 +77,7 @@ private:
     QMutex lock;
     // The time of the last record whose full time was written, and caches.
     QScopedPointer<State> state;
+    QScopedPointer<State> aloneState;   // formatAlone()'s own
     QScopedPointer<Items> items;
     QScopedPointer<Items> traceItems;
 };

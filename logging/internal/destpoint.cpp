@@ -184,8 +184,9 @@ void DestPoint::insertLine(const LogRecord &record)
     FlightRecorder *kept = journal->recorder();
     if (!taken) {
         if (kept && record.level <= kept->level()) {
-            const QByteArray text = formater.formatAlone(record);
-            kept->keep(text.constData(), text.size());
+            int size;
+            const char *text = formater.formatAlone(record, &size);
+            kept->keep(text, size);
         }
         return;
     }

@@ -115,7 +115,10 @@ OutFItemStream::OutFItemStream(LogRecordFormater::State *state, const LogRecord 
 {
     if (timeValid) {
         time = timeParts(record->dateTime);
-        if (state->haveLast) {
+        if (state->alone) {
+            dateChanged = false;
+            secondChanged = true;
+        } else if (state->haveLast) {
             dateChanged = time.day != state->lastDay;
             secondChanged = time.msecs - state->lastSecond > 1000;
         }
@@ -457,9 +460,11 @@ void LogRecordFormater::Items::reset(const QList<FormatItem *> &list)
 
 LogRecordFormater::LogRecordFormater()
     : state(new State)
+    , aloneState(new State)
     , items(new Items)
     , traceItems(new Items)
 {
+    aloneState->alone = true;
     // A configuration without a file yields the built-in formats.
     Config defaults(QString(), false);
     reloadConfig(defaults, nullptr);
@@ -524,17 +529,12 @@ QByteArray LogRecordFormater::format(const LogRecord &record)
     return formatWith(*state, record);
 }
 
-QByteArray LogRecordFormater::formatAlone(const LogRecord &record)
+const char *LogRecordFormater::formatAlone(const LogRecord &record, int *size)
 {
     QMutexLocker locker(&lock);
-    // As after a record of the same day long before: full time, no day header.
-    State alone;
-    if (record.dateTime.isValid()) {
-        alone.haveLast = true;
-        alone.lastSecond = std::numeric_limits<qint64>::min() / 2;
-        alone.lastDay = timeParts(record.dateTime).day;
-    }
-    return formatWith(alone, record);
+    formatInto(*aloneState, record, aloneState->line);
+    *size = aloneState->line.size();
+    return aloneState->line.constData();
 }
 
 void LogRecordFormater::restart()

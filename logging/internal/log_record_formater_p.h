@@ -58,7 +58,10 @@ public:
 // What a formatter keeps from record to record.
 struct LogRecordFormater::State
 {
-    State() : haveLast(false), lastSecond(0), lastDay(0) {}
+    State() : alone(false), haveLast(false), lastSecond(0), lastDay(0) {}
+
+    // Every record stands alone: full time, no day header.
+    bool alone;
 
     // The last record whose full time was written: the time cut to its whole
     // second (milliseconds since the epoch) and its local day.
