@@ -432,6 +432,9 @@ void DPFile::outItems()
         d->size += size;
         reader.next();
     }
+    // A crash under way writes these lines itself.
+    if (crash::crashing())
+        return;
     if (const int error = out.flush()) {
         d->writeErrno = error;
         if (d->firstReport()) {
