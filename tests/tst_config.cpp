@@ -148,16 +148,11 @@ private Q_SLOTS:
         QList<QSharedPointer<logging::DPBuffer> > buffers;
         for (int i = 0; i < 200; ++i)
             buffers.append(QSharedPointer<logging::DPBuffer>(new logging::DPBuffer));
-        struct Refresher : QThread
-        {
-            Config *config;
-            void run() override
-            {
-                for (int i = 0; i < 30; ++i)
-                    config->refresh();
-            }
-        } a, b;
-        a.config = b.config = &config;
+        const auto refreshes = [&config]() {
+            for (int i = 0; i < 30; ++i)
+                config.refresh();
+        };
+        WorkThread a(refreshes), b(refreshes);
         a.start();
         b.start();
         QVERIFY(a.wait(60000) && b.wait(60000));
