@@ -66,17 +66,10 @@ private Q_SLOTS:
         Config configA(a, false), configB(b, false);
         configA.refresh();
 
-        struct Refresher : QThread
-        {
-            Config *a, *b;
-            void run() override
-            {
-                for (int i = 0; i < 200; ++i)
-                    (i % 2 ? a : b)->refresh();
-            }
-        } refresher;
-        refresher.a = &configA;
-        refresher.b = &configB;
+        WorkThread refresher([&configA, &configB]() {
+            for (int i = 0; i < 200; ++i)
+                (i % 2 ? configA : configB).refresh();
+        });
         refresher.start();
         int made = 0;
         QString wrong;
