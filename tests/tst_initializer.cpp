@@ -32,6 +32,17 @@ int fatalChild(const QString &dir)
 
 } // namespace
 
+// A value that logs a record of its own while it is streamed into another.
+struct Nested
+{
+};
+
+QDebug operator<<(QDebug stream, const Nested &)
+{
+    QTLOG_WARNING("inner") << "in";
+    return stream << "value";
+}
+
 // Logs from inside the buffer's signal, connected directly.
 class Echo : public QObject
 {
@@ -151,6 +162,14 @@ private Q_SLOTS:
             setQtDebugOutputFiltered(false);
         }
         QCOMPARE(sink->getLines().last(), line);
+    }
+
+    void nestedStatements()
+    {
+        QTLOG_INFO("outer") << Nested();
+        const QStringList lines = sink->getLines();
+        QVERIFY(lines.at(lines.size() - 2).startsWith("2|inner|") && lines.at(lines.size() - 2).endsWith("|" + streamed(QString("in"))));
+        QVERIFY(lines.last().startsWith("3|outer|") && lines.last().endsWith("|" + streamed(QString("value"))));
     }
 
     void openFailureDuringRefresh()

@@ -64,7 +64,7 @@ struct LastEncoded
 // streamed through QDebug. Statements nest when a streamed value logs in turn.
 struct HeldStatements
 {
-    HeldStatements() : depth(0), begun(false) {}
+    HeldStatements() : depth(0), begun(false), lastEncoded(-1), emitting(nullptr) {}
 
     static const int maxDepth = 8;
     QString texts[maxDepth];
@@ -72,6 +72,9 @@ struct HeldStatements
     QByteArray bytes;   // where the Qt in use needs the text as bytes
     int depth;
     bool begun;     // a statement has begun and not yet made its stream
+    int lastEncoded;            // the slot of the record encoded last, or -1
+    const QString *emitting;    // that slot while it is emitted: the handler
+                                // knows its header without comparing it
 };
 
 
@@ -204,13 +207,13 @@ void sendLastEncoded(const QByteArray &message)
 
 // Turns one message into a record and offers it to the destinations. A text
 // that starts with the header this thread encoded last has its fields at
-// hand: there is nothing to decode.
-void deliver(QtMsgType type, const QByteArray &text)
+// hand: there is nothing to decode. lastEncoded: the text is known to.
+void deliver(QtMsgType type, const QByteArray &text, bool lastEncoded = false)
 {
     const QByteArray &header = threadState().last.encoder.header;
     const int headerSize = header.size();
     if (headerSize > 0 && text.size() >= headerSize
-        && memcmp(text.constData(), header.constData(), size_t(headerSize)) == 0) {
+        && (lastEncoded || memcmp(text.constData(), header.constData(), size_t(headerSize)) == 0)) {
         // The terminator, then one separator byte, then the message.
         const int messageStart = headerSize + 1;
         sendLastEncoded(messageStart < text.size()
@@ -404,9 +407,11 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
             text[i] = QLatin1Char(header.at(i));
     }
 
+    state.held.lastEncoded = -1;
     if (statement && !deferring) {
         HeldStatements &statements = state.held;
         if (statements.begun && statements.depth < HeldStatements::maxDepth) {
+            statements.lastEncoded = statements.depth;
             statements.begun = false;
             if (compat::heldHeaderBytes)
                 statements.headers[statements.depth] = header;
@@ -460,7 +465,9 @@ int statementEnd(int mark)
         // The slot stays taken while it is emitted: a statement that the
         // emission runs into takes the next one.
         const int slot = statements.depth - 1;
+        statements.emitting = slot == statements.lastEncoded ? &statements.texts[slot] : nullptr;
         compat::emitHeldText(statements.texts[slot], statements.bytes, statements.headers[slot]);
+        statements.emitting = nullptr;
         // Shared no more: the next record's header is written in place.
         if (compat::heldHeaderBytes)
             statements.headers[slot] = QByteArray();
@@ -578,10 +585,10 @@ void InitializerPrivate::messageFinished(QtMsgType type, const char *text)
     // is held back and delivered here, after the registry is released.
     // A record that a statement of this thread emits comes with its size.
     ThreadState &state = threadState();
-    const int size = text == state.held.bytes.constData() ? state.held.bytes.size()
-                                                          : int(qstrlen(text));
+    const bool held = text == state.held.bytes.constData();
+    const int size = held ? state.held.bytes.size() : int(qstrlen(text));
     ++state.deferDepth;
-    deliver(type, QByteArray::fromRawData(text, size));
+    deliver(type, QByteArray::fromRawData(text, size), held && state.held.emitting);
     deliverPending();
 }
 
@@ -591,9 +598,11 @@ bool InitializerPrivate::messageText(QtMsgType, const QString &text)
     ThreadState &state = threadState();
     const QByteArray &header = state.last.encoder.header;
     const int headerSize = header.size();
-    if (headerSize == 0 || text.size() < headerSize || state.deferDepth > 0
-        || (text.size() > headerSize && text.at(headerSize).unicode() >= 0x80)
-        || !compat::startsWithLatin1(text, header))
+    if (headerSize == 0 || text.size() < headerSize || state.deferDepth > 0)
+        return false;
+    if (&text != state.held.emitting
+        && ((text.size() > headerSize && text.at(headerSize).unicode() >= 0x80)
+            || !compat::startsWithLatin1(text, header)))
         return false;
     // Only the message needs converting.
     const int messageStart = headerSize + 1;
