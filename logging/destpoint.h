@@ -36,6 +36,14 @@ class LineJournal;
 //
 // A new destination registers itself with the registry and is inactive; the
 // registry switches it on when the settings' "active" list names it.
+//
+// Until its constructor has finished, a destination is not a whole object:
+// a refresh running on another thread leaves it alone until it has settled,
+// that is until its constructor calls the registry's applyCurrentConfig(this)
+// (every destination made after start-up does, as its last step) or a refresh
+// runs on the destination's own thread. In the same way, a destination that
+// may be destroyed while another thread refreshes calls the registry's
+// removeDestPoint(this) first thing in its destructor.
 class QTLOG_EXPORT DestPoint : public QObject
 {
     Q_OBJECT
@@ -114,6 +122,7 @@ private:
     int queueHead;
     DrainRelay *relay;      // a child object: runs the drains for the registry
     LineJournal *journal;   // the kept lines, or null; the queue lock guards appending
+    QAtomicInt settled;     // constructed whole; set under the registry's lock
 };
 
 // The registry of all destinations. Fans each record out to the active ones
@@ -158,6 +167,9 @@ private:
 
     // Applies config's settings to one destination; lock held by the caller.
     static void configure(DestPoint *destination, Config &config);
+    // Whether a refresh on this thread may reach destination: it has settled,
+    // or it belongs to this thread, where its constructor cannot be running.
+    static bool reachable(DestPoint *destination);
     // sendLogRecord(); shared is made from record when needed.
     void offer(const LogRecord &record, QSharedPointer<LogRecord> &shared);
 

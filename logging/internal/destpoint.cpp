@@ -68,6 +68,7 @@ DestPoint::DestPoint(QObject *parent)
     , queueHead(0)
     , relay(new DrainRelay(this))
     , journal(nullptr)
+    , settled(0)
 {
     queue.reserve(16);
     allDestPointManager()->addDestPoint(this);
@@ -297,9 +298,11 @@ void DestPoint::AllDestPointsManager::setActiveDestPoints(const QStringList &nam
 {
     QReadLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
-    for (DestPoint *destination : list)
-        destination->setActive(names.contains(QString::fromLatin1(destination->confName()),
-                                              Qt::CaseSensitive));
+    for (DestPoint *destination : list) {
+        if (reachable(destination))
+            destination->setActive(names.contains(QString::fromLatin1(destination->confName()),
+                                                  Qt::CaseSensitive));
+    }
 }
 
 void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
@@ -311,8 +314,10 @@ void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
 
     QWriteLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
-    for (DestPoint *destination : list)
-        configure(destination, config);
+    for (DestPoint *destination : list) {
+        if (reachable(destination))
+            configure(destination, config);
+    }
     // Destinations made later start from these settings too.
     applied.reset(config.snapshot());
     // Read by the Initializer at start-up.
@@ -335,11 +340,26 @@ void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *destination)
     ReportDeferral deferral;
     // Several destinations may join at once; a refresh waits for them.
     QReadLocker locker(&lock);
-    if (!applied || !destinations.contains(destination))
+    if (!destinations.contains(destination))
+        return;
+    destination->settled.fetchAndStoreOrdered(1);
+    if (!applied)
         return;
     destination->setActive(applied->active().contains(
         QString::fromLatin1(destination->confName()), Qt::CaseSensitive));
     configure(destination, *applied);
+}
+
+bool DestPoint::AllDestPointsManager::reachable(DestPoint *destination)
+{
+    // Ordered: what the constructor wrote must be seen by the thread that
+    // finds the flag set.
+    if (destination->settled.fetchAndAddOrdered(0))
+        return true;
+    if (destination->thread() != QThread::currentThread())
+        return false;
+    destination->settled.fetchAndStoreOrdered(1);
+    return true;
 }
 
 void DestPoint::AllDestPointsManager::configure(DestPoint *destination, Config &config)
