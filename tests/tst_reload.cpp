@@ -46,10 +46,16 @@ private Q_SLOTS:
     {
         settings = dir.file("log.conf");
         base = QDateTime::currentDateTime().addSecs(-100);
-        // The file cannot be opened at start-up: reported, no hang.
+        // The file cannot be opened at start-up: reported, no hang. Reports
+        // made during the first start-up go to the handler there before.
         write("level = 2\nactive = console file\n[file]\nfilename = /nonexistent/start.log\n", 0);
         sink = new DPBuffer;
+        MessageCapture::install();
         init = new Initializer(QStringList() << dir.path() + "/");
+        const QList<QByteArray> texts = MessageCapture::take();
+        QCOMPARE(texts.size(), 1);
+        QVERIFY2(texts.first().startsWith("Error open log-file: \"/nonexistent/start.log\" reason: \"No such file"),
+                 texts.first().constData());
     }
 
     void cleanupTestCase()
