@@ -23,6 +23,8 @@
 #endif
 
 #include <functional>
+#include <ftw.h>
+#include <stdio.h>
 #include <stdlib.h>
 
 #if QT_VERSION < 0x050000
@@ -61,40 +63,30 @@ bool waitUntil(Condition done, int timeoutMs = 5000)
 class TempDir
 {
 public:
-    TempDir()
+    TempDir() : name(QFile::encodeName(QDir::tempPath() + QLatin1String("/qtlog-test-XXXXXX")))
     {
-        QByteArray name = QFile::encodeName(QDir::tempPath() + QLatin1String("/qtlog-test-XXXXXX"));
-        if (mkdtemp(name.data()))
-            dirPath = QFile::decodeName(name);
+        if (!mkdtemp(name.data()))
+            name.clear();
     }
     ~TempDir()
     {
-        if (!dirPath.isEmpty())
-            removeTree(dirPath);
+        if (!name.isEmpty())
+            nftw(name.constData(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
     }
 
-    QString path() const { return dirPath; }
-    // The path of name inside the directory.
-    QString file(const QString &name) const { return dirPath + QLatin1Char('/') + name; }
+    QString path() const { return QFile::decodeName(name); }
+    // The path of entry inside the directory.
+    QString file(const QString &entry) const { return path() + QLatin1Char('/') + entry; }
 
 private:
     Q_DISABLE_COPY(TempDir)
 
-    static void removeTree(const QString &path)
+    static int removeEntry(const char *entry, const struct stat *, int, struct FTW *)
     {
-        QDir dir(path);
-        const QFileInfoList entries =
-            dir.entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
-        for (int i = 0; i < entries.size(); ++i) {
-            if (entries.at(i).isDir() && !entries.at(i).isSymLink())
-                removeTree(entries.at(i).filePath());
-            else
-                dir.remove(entries.at(i).fileName());
-        }
-        dir.rmdir(path);
+        return ::remove(entry);
     }
 
-    QString dirPath;
+    QByteArray name;
 };
 
 // Collects every message of the process, as the library's handler would see
@@ -178,13 +170,6 @@ inline void runOnThread(const std::function<void()> &work)
     WorkThread thread(work);
     thread.start();
     thread.wait();
-}
-
-// A byte array of every byte of a literal, zero bytes included.
-template <int N>
-inline QByteArray bytes(const char (&literal)[N])
-{
-    return QByteArray(literal, N - 1);
 }
 
 inline void writeFile(const QString &name, const QByteArray &content)

@@ -82,7 +82,7 @@ private Q_SLOTS:
         QVERIFY(r->module.isEmpty() && !r->module.isNull());
 
         // UTF-8 module, cut at a zero byte.
-        r = LogRecord::fromByteArray(raw(bytes("2\n1\nm\xc3\xbc\0tail\nf\nfile\n1")));
+        r = LogRecord::fromByteArray(raw(QByteArray("2\n1\nm\xc3\xbc\0tail\nf\nfile\n1", 21)));
         QVERIFY(r);
         QCOMPARE(r->module, QString::fromUtf8("m\xc3\xbc"));
     }

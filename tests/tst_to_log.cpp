@@ -46,7 +46,7 @@ private Q_SLOTS:
         QTest::newRow("module and sub-module") << QByteArray("media") << QByteArray("audio") << "media.audio";
         QTest::newRow("sub-module alone is dropped") << QByteArray() << QByteArray("audio") << QString();
         QTest::newRow("module alone") << QByteArray("media") << QByteArray() << "media";
-        QTest::newRow("cut at zero byte") << bytes("me\0dia") << QByteArray() << "me";
+        QTest::newRow("cut at zero byte") << QByteArray("me\0dia", 6) << QByteArray() << "me";
         QTest::newRow("latin-1 bytes") << QByteArray("m\xe9") << QByteArray() << QString::fromUtf8("m\xc3\xa9");
     }
 

@@ -8,33 +8,13 @@
 #include <logging/log_record_formater.h>
 #include "logging/internal/log_record_formater_p.h"
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QDir>
-#include <QtCore/QFile>
+#include "fuzz_support.h"
 
 #include <cstdint>
-#include <cstdlib>
 
 using namespace logging;
 
 namespace {
-
-// Made once and never freed: the exit handler still needs it.
-const QString *s_settingsFile = nullptr;
-
-QString settingsFile()
-{
-    return *s_settingsFile;
-}
-
-void removeSettingsFile()
-{
-    QFile::remove(settingsFile());
-}
-
-void quiet(QtMsgType, const QMessageLogContext &, const QString &)
-{
-}
 
 // The part of rest up to the next line feed; rest keeps what follows it.
 QByteArray takeLine(QByteArray &rest)
@@ -49,10 +29,7 @@ QByteArray takeLine(QByteArray &rest)
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
-    qInstallMessageHandler(quiet);
-    s_settingsFile = new QString(QDir::tempPath() + QString::fromLatin1("/qtlog-fuzz-format-%1.conf")
-                                                        .arg(QCoreApplication::applicationPid()));
-    atexit(removeSettingsFile);
+    fuzz::setUp("fuzz-format");
     return 0;
 }
 
@@ -73,13 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
 
     // The destinations' road: the formats come from a settings file.
-    {
-        QFile file(settingsFile());
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            abort();
-        file.write("[console]\nformat = " + format + "\ntrace_format = " + traceFormat + "\n");
-    }
-    Config config(settingsFile(), false);
+    Config config(fuzz::writeSettings("[console]\nformat = " + format + "\ntrace_format = " + traceFormat + "\n"),
+                  false);
     LogRecordFormater formatter;
     formatter.reloadConfig(config, "console");
 
