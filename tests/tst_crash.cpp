@@ -1,5 +1,5 @@
 // Crashes for real: run with "-crash-child SCENARIO DIR", the program logs
-// from several threads and dies by a signal; run with "-crash-check SCENARIO
+// from several threads and dies by a signal or by qFatal; run with "-crash-check SCENARIO
 // DIR RESULT" it checks that the file holds every record logged before, the
 // flight recorder's records and the crash record, and that the child died as
 // it should (RESULT: how CMake saw it end). crash_check.cmake runs the two,
@@ -26,7 +26,7 @@ using namespace logging;
 
 namespace {
 
-enum Scenario { OwnerFaults, WorkerAborts, WorkerFaults, KilledWhileLogging, RecorderOnCrash };
+enum Scenario { OwnerFaults, WorkerAborts, WorkerFaults, KilledWhileLogging, RecorderOnCrash, OwnerFatal };
 
 const int s_records = 100;
 Scenario s_scenario;
@@ -111,6 +111,8 @@ void child(const QString &dir)
     for (int k = 0; k < 2; ++k)
         workers[k].wait();
     usleep(50 * 1000);
+    if (s_scenario == OwnerFatal)
+        qFatal("fatal message %d", 42);
     fault();
     _exit(0);
 }
@@ -128,7 +130,8 @@ class CheckCrash : public QObject
 private Q_SLOTS:
     void everyRecordWritten()
     {
-        const int signal = s_scenario == WorkerAborts ? SIGABRT : SIGSEGV;
+        const bool owner = s_scenario == OwnerFaults || s_scenario == RecorderOnCrash || s_scenario == OwnerFatal;
+        const int signal = s_scenario == WorkerAborts || s_scenario == OwnerFatal ? SIGABRT : SIGSEGV;
         QCOMPARE(s_result, QByteArray(signal == SIGABRT ? "Subprocess aborted" : "Segmentation fault"));
         if (s_scenario == OwnerFaults || s_scenario == WorkerFaults)
             QCOMPARE(readFile(s_dir + "/marker"), QByteArray("application handler\n"));
@@ -141,7 +144,9 @@ private Q_SLOTS:
         QVERIFY2(crash.indexOf(':') == 2 && crash.indexOf('.') == 8, crash.constData());
         const QByteArray text = " c [logging] Crash: signal " + name + " in thread ";
         QCOMPARE(crash.mid(12, text.size()), text);
-        QCOMPARE(crash.endsWith("(main)"), s_scenario == OwnerFaults || s_scenario == RecorderOnCrash);
+        QCOMPARE(crash.endsWith("(main)"), owner);
+        if (s_scenario == OwnerFatal)   // qFatal's message, then the abort it ends in
+            QCOMPARE(lines.takeLast(), QByteArray("fatal message 42"));
         if (s_scenario == RecorderOnCrash) {
             // The Debug records the file does not take, last 50, between markers.
             QCOMPARE(lines.takeLast(), QByteArray("---- flight recorder: end of 50 records ----"));

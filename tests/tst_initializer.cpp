@@ -19,20 +19,6 @@ const char s_sinkSettings[] = "[gui_buffer]\nlevel = 5\nformat = #ln|#cm|#cu|#mf
 const QString s_openReport = "3|logging.file|void logging::DPFile::setFilename(const QString&)|Error open log-file: ";
 const QString s_writeReport = "3|logging.file|virtual void logging::DPFile::outItems()|";
 
-// Run as a child process (see fatal_check.cmake): qFatal must reach the log
-// file before the abort.
-int fatalChild(const QString &dir)
-{
-    QFile settings(dir + "/log.conf");
-    if (!settings.open(QIODevice::WriteOnly))
-        return 1;
-    settings.write("active = file\n[file]\nfilename = " + QFile::encodeName(dir) + "/fatal.log\n");
-    settings.close();
-    Initializer init(QStringList() << dir + "/");
-    qFatal("fatal message %d", 42);
-    return 0;
-}
-
 } // namespace
 
 // A value that logs a record of its own while it is streamed into another.
@@ -285,13 +271,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    if (argc == 3 && qstrcmp(argv[1], "-fatal-child") == 0)
-        return fatalChild(QString::fromLocal8Bit(argv[2]));
-    QCoreApplication app(argc, argv);
-    TestInitializer test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_GUILESS_MAIN(TestInitializer)
 
 #include "tst_initializer.moc"

@@ -1,7 +1,6 @@
 #include "testsupport.h"
 
 #include <logging/logging.h>
-#include <logging/version_info.h>
 
 #include "logging/internal/logging_p.h"
 
@@ -82,15 +81,6 @@ private Q_SLOTS:
         QCOMPARE(r->line, line);
         QCOMPARE(r->function, QByteArray(Q_FUNC_INFO));
         QCOMPARE(r->message, streamed(QByteArray("a 5")));
-    }
-
-    void buildIdentification()
-    {
-        // Printable text, whether or not the build saw a git checkout.
-        const QByteArray all = QByteArray(zelvath::GitHash()) + zelvath::GitBranch() + zelvath::GitTag();
-        QVERIFY(qstrlen(zelvath::GitHash()) > 0);
-        for (int i = 0; i < all.size(); ++i)
-            QVERIFY2(isalnum(uchar(all.at(i))) || strchr("._+/@-", all.at(i)), all.constData());
     }
 };
 
