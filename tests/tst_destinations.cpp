@@ -163,38 +163,27 @@ private Q_SLOTS:
         QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
     }
 
-    void refreshConfigAndBuffer()
+    void bufferKeepsItsLastLines()
     {
         TempDir dir;
-        const QString name = dir.file("log.conf");
-        writeFile(name, "active = probe gui_buffer\n[gui_buffer]\nlevel = 1\nformat = #mf\n");
-        Probe p;
+        writeFile(dir.file("log.conf"), "[gui_buffer]\nlevel = 1\nformat = #mf\n");
+        Config(dir.file("log.conf"), false).refresh();
         DPBuffer buffer;
         QSignalSpy changed(&buffer, SIGNAL(logContentChanged(QStringList)));
-        Config config(name, false);
-        registry()->refreshConfig(config);
-        QVERIFY(p.isActive() && buffer.isActive());
-
-        registry()->sendLogRecord(shared(Info, at(10, 0, 0, 0)));     // above the buffer's level 1
+        registry()->sendLogRecord(shared(Warning, at(10, 0, 0, 0)));   // not taken, signalled all the same
         QCOMPARE(changed.count(), 1);
         QVERIFY(buffer.getLines().isEmpty());
 
-        writeFile(name, "active = probe\n");    // the buffer stays active anyway
-        config.freeFile();
-        registry()->refreshConfig(config);
-        QVERIFY(buffer.isActive());
         for (int i = 1; i <= 201; ++i)
-            registry()->sendLogRecord(shared(Info, at(10, 0, 0, i), QByteArray::number(i)));
-        QStringList lines = buffer.getLines();
-        QCOMPARE(lines.size(), 200);
-        QVERIFY(lines.first().endsWith(" [mod] 2") && lines.last().endsWith(" [mod] 201"));
-
+            registry()->sendLogRecord(shared(Error, at(10, 0, 0, i), QByteArray::number(i)));
+        const QStringList lines = buffer.getLines();
+        QVERIFY(lines.size() == 200 && lines.first() == "2" && lines.last() == "201");
         buffer.setRotateLineCount(10);
-        QCOMPARE(buffer.getLines().size(), 200);
-        registry()->sendLogRecord(shared(Info, at(10, 0, 1, 0)));
+        QCOMPARE(buffer.getLines().size(), 200);    // trimmed at the next drain
+        registry()->sendLogRecord(shared(Error, at(10, 0, 1, 0)));
         QCOMPARE(buffer.getLines().size(), 10);
         buffer.setRotateLineCount(-1);
-        registry()->sendLogRecord(shared(Info, at(10, 0, 2, 0)));
+        registry()->sendLogRecord(shared(Error, at(10, 0, 2, 0)));
         QVERIFY(buffer.getLines().isEmpty());
     }
 };

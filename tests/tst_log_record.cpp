@@ -86,15 +86,6 @@ private Q_SLOTS:
         QVERIFY(r);
         QCOMPARE(r->module, QString::fromUtf8("m\xc3\xbc"));
     }
-
-    void escaping()
-    {
-        QCOMPARE(LogRecord::escape("a\n\\"), QByteArray("a\\n\\\\"));
-        QCOMPARE(LogRecord::unescape("a\\n\\\\"), QByteArray("a\n\\"));
-        // "\n" is resolved before "\\": a backslash followed by n does not survive.
-        QCOMPARE(LogRecord::escape("\\n"), QByteArray("\\\\n"));
-        QCOMPARE(LogRecord::unescape("\\\\n"), QByteArray("\\\n"));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestLogRecord)
