@@ -7,9 +7,10 @@
 
 using namespace logging;
 
-// The file destination on its own: rotation by size and following the file
-// by its name. Its reports go to Qt's output, as before start-up.
-class TestFileRotation : public QObject
+// The file destination on its own: rotation by size, following the file by
+// its name, the flight recorder. Its reports go to Qt's output, as before
+// start-up.
+class TestFile : public QObject
 {
     Q_OBJECT
 
@@ -26,10 +27,10 @@ class TestFileRotation : public QObject
         Config(path("log.conf"), false).refresh();
     }
 
-    void log(const QByteArray &message)
+    void log(const QByteArray &message, Level level = Info)
     {
         dest->insertLogRecord(QSharedPointer<LogRecord>(
-            new LogRecord(record(Info, QDateTime::currentDateTime(), "app", message))));
+            new LogRecord(record(level, QDateTime::currentDateTime(), "app", message))));
         dest->outItems();
     }
 
@@ -170,8 +171,23 @@ private Q_SLOTS:
         QCOMPARE(readFile(path("app.log.old")), old);
         QCOMPARE(MessageCapture::take(), QList<QByteArray>());
     }
+
+    // In normal operation the recorder writes nothing until an Error, then
+    // its records before the Error's own line.
+    void recorderBeforeError()
+    {
+        configure("format = #lc #mf\nlevel = 2\nrecorder = 3\nrecorder_level = 4\n");
+        const Level levels[] = { Debug, Trace, Info, Warning, Debug, Info, Error, Debug, Critical };
+        for (int i = 0; i < 9; ++i)
+            log(QByteArray::number(i), levels[i]);
+        QCOMPARE(readFile(path("app.log")), QByteArray(
+            "w 3\n---- flight recorder: 3 records follow ----\ni 2\nd 4\ni 5\n"
+            "---- flight recorder: end of 3 records ----\ne 6\n"
+            "---- flight recorder: 1 record follows ----\nd 7\n"
+            "---- flight recorder: end of 1 record ----\nc 8\n"));
+    }
 };
 
-QTEST_GUILESS_MAIN(TestFileRotation)
+QTEST_GUILESS_MAIN(TestFile)
 
-#include "tst_file_rotation.moc"
+#include "tst_file.moc"
