@@ -96,32 +96,26 @@ class MessageCapture
 public:
 #if QT_VERSION < 0x050000
     static void install() { qInstallMsgHandler(handler); }
+    static void handler(QtMsgType, const char *text) { append(text); }
 #else
     static void install() { qInstallMessageHandler(handler); }
+    static void handler(QtMsgType, const QMessageLogContext &, const QString &text) { append(text.toLocal8Bit()); }
 #endif
 
     static QList<QByteArray> take()
     {
         QMutexLocker locker(&mutex());
-        QList<QByteArray> taken = texts();
-        texts().clear();
+        QList<QByteArray> taken;
+        taken.swap(texts());
         return taken;
     }
 
 private:
-#if QT_VERSION < 0x050000
-    static void handler(QtMsgType, const char *text)
+    static void append(const QByteArray &text)
     {
         QMutexLocker locker(&mutex());
-        texts().append(QByteArray(text));
+        texts().append(text);
     }
-#else
-    static void handler(QtMsgType, const QMessageLogContext &, const QString &text)
-    {
-        QMutexLocker locker(&mutex());
-        texts().append(text.toLocal8Bit());
-    }
-#endif
     static QMutex &mutex() { static QMutex m; return m; }
     static QList<QByteArray> &texts() { static QList<QByteArray> t; return t; }
 };

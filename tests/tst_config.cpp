@@ -1,7 +1,6 @@
 #include "testsupport.h"
 
 #include <logging/config.h>
-#include <logging/dp_buffer.h>
 
 #include "logging/internal/logging_p.h"
 
@@ -120,28 +119,6 @@ private Q_SLOTS:
             QCOMPARE(config.maxLevel("file"), 4);
         }
         QVERIFY(reports().isEmpty());
-    }
-
-    // Refreshes of one Config from two threads (the reload thread and the
-    // start-up, say) run one after the other: neither frees the parsed file
-    // under the other.
-    void overlappingRefreshes()
-    {
-        Config config(file("[gui_buffer]\nlevel = 5\n"), false);
-        // Destinations whose refresh reads the file, many of them, so that
-        // one refresh reads for a while.
-        QList<QSharedPointer<logging::DPBuffer> > buffers;
-        for (int i = 0; i < 200; ++i)
-            buffers.append(QSharedPointer<logging::DPBuffer>(new logging::DPBuffer));
-        const auto refreshes = [&config]() {
-            for (int i = 0; i < 30; ++i)
-                config.refresh();
-        };
-        WorkThread a(refreshes), b(refreshes);
-        a.start();
-        b.start();
-        QVERIFY(a.wait(60000) && b.wait(60000));
-        QVERIFY(buffers.last()->filter().check(record(logging::Trace, at(10, 0, 0, 0))));
     }
 
     // qtlog-conf's checks, one small settings file per row.

@@ -136,30 +136,38 @@ private Q_SLOTS:
 
     void bufferMadeWhileRefreshing()
     {
-        // Buffers made on this thread while another refreshes, alternating
-        // two files: each one takes one of them whole, never a mix.
+        // Buffers made on this thread while two others refresh, alternating
+        // two files: each buffer takes one of them whole, never a mix. The
+        // two threads refresh the same Configs: their refreshes run one after
+        // the other, neither frees the parsed file under the other (the idle
+        // buffers make each refresh take a while).
         TempDir dir;
         const QString a = dir.file("a.conf"), b = dir.file("b.conf");
         writeFile(a, "[gui_buffer]\nlevel = 5\ntrace_format = A #mf\n");
         writeFile(b, "[gui_buffer]\nlevel = 0\nformat = B #mf\n");
         Config configA(a, false), configB(b, false);
         configA.refresh();
+        QList<QSharedPointer<DPBuffer> > idle;
+        for (int i = 0; i < 100; ++i)
+            idle.append(QSharedPointer<DPBuffer>(new DPBuffer));
 
-        WorkThread refresher([&configA, &configB]() {
-            for (int i = 0; i < 200; ++i)
+        const auto refreshes = [&configA, &configB]() {
+            for (int i = 0; i < 100; ++i)
                 (i % 2 ? configA : configB).refresh();
-        });
-        refresher.start();
+        };
+        WorkThread one(refreshes), two(refreshes);
+        one.start();
+        two.start();
         int made = 0;
         QString wrong;
-        while (!refresher.isFinished() || made < 20) {
+        while (!one.isFinished() || !two.isFinished() || made < 20) {
             DPBuffer buffer;
             const QString line = firstLine(buffer, Trace);
             if (line != QLatin1String("A first") && !line.isEmpty())
                 wrong = line;
             ++made;
         }
-        QVERIFY(refresher.wait(60000));
+        QVERIFY(one.wait(60000) && two.wait(60000));
         QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
     }
 
