@@ -8,19 +8,8 @@
 #include <logging/dp_buffer.h>
 #include <logging/log_record.h>
 
+// QtTest brings the whole of QtCore.
 #include <QtTest/QtTest>
-
-#include <QtCore/QDateTime>
-#include <QtCore/QDir>
-#include <QtCore/QElapsedTimer>
-#include <QtCore/QFile>
-#include <QtCore/QMutex>
-#include <QtCore/QStringList>
-#include <QtCore/QThread>
-
-#if QT_VERSION >= 0x050000
-#  include <QtCore/QLoggingCategory>
-#endif
 
 #include <functional>
 #include <ftw.h>

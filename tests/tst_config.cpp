@@ -6,8 +6,6 @@
 
 #include "conf_checker.h"
 
-#include <QtCore/QTextStream>
-
 using logging::Config;
 using logging::LogRecord;
 

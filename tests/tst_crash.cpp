@@ -11,8 +11,6 @@
 #include <logging/dp_file.h>
 #include <logging/logging.h>
 
-#include <QtCore/QMutex>
-
 #include <atomic>
 
 #include <fcntl.h>

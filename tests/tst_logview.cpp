@@ -13,7 +13,6 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QScrollBar>
-#include <QSet>
 #include <QSortFilterProxyModel>
 
 #include <time.h>

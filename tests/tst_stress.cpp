@@ -3,8 +3,6 @@
 #include <logging/config.h>
 #include <logging/logging.h>
 
-#include <QtCore/QVector>
-
 using namespace logging;
 
 namespace {
