@@ -189,6 +189,25 @@ inline QSharedPointer<logging::LogRecord> shared(logging::Level level, const QDa
         new logging::LogRecord(record(level, time, QLatin1String("mod"), message)));
 }
 
+// Reads the records "w WRITER N" of lines (other lines are skipped) and
+// returns how many each of writers wrote; error names the first record that
+// came out of order.
+inline QVector<int> writtenInOrder(const QList<QByteArray> &lines, int writers, QString *error)
+{
+    QVector<int> next(writers, 0);
+    for (int i = 0; i < lines.size(); ++i) {
+        const QList<QByteArray> words = lines.at(i).simplified().split(' ');
+        const int k = words.value(1).toInt();
+        if (words.size() != 3 || words.first() != "w" || k < 0 || k >= writers)
+            continue;
+        if (words.at(2).toInt() != next[k] && error->isEmpty())
+            *error = QString::fromLatin1("writer %1: record %2 where %3 was due")
+                         .arg(k).arg(QString::fromLatin1(words.at(2))).arg(next[k]);
+        ++next[k];
+    }
+    return next;
+}
+
 // How many of buffer's lines, from line `from` on, contain fragment.
 inline int count(const logging::DPBuffer *buffer, const QString &fragment, int from = 0)
 {

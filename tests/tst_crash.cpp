@@ -154,21 +154,13 @@ private Q_SLOTS:
         }
         // Every worker's records, in order; a thread stopped while logging
         // has every record up to the one it was in.
-        int next[2] = { 0, 0 };
-        for (int i = 0; i < lines.size(); ++i) {
-            const QList<QByteArray> words = lines.at(i).trimmed().split(' ');
-            if (words.size() != 3 || words.at(0) != "w")
-                continue;
-            const int k = words.at(1).toInt();
-            QCOMPARE(words.at(2).toInt(), next[k]);
-            ++next[k];
-        }
-        if (s_scenario == KilledWhileLogging) {
-            QVERIFY(next[0] > 0 && next[1] > 0);
-        } else {
-            QCOMPARE(next[0], s_records);
-            QCOMPARE(next[1], s_records);
-        }
+        QString error;
+        const QVector<int> written = writtenInOrder(lines, 2, &error);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        if (s_scenario == KilledWhileLogging)
+            QVERIFY(written.at(0) > 0 && written.at(1) > 0);
+        else
+            QCOMPARE(written, QVector<int>(2, s_records));
     }
 };
 

@@ -40,7 +40,7 @@ private Q_SLOTS:
         for (int t = 0; t < s_threads; ++t) {
             threads.append(new WorkThread([t, count]() {
                 for (int i = 0; i < count; ++i)
-                    QTLOG_INFO("stress") << t << i;
+                    QTLOG_INFO("stress") << "w" << t << i;
             }));
         }
         const QString confFile = dir.file("log.conf");
@@ -55,36 +55,19 @@ private Q_SLOTS:
             thread->start();
 
         // The destinations live on this thread: its event loop writes.
-        QVERIFY(waitUntil([&]() {
-            for (QThread *thread : threads) {
-                if (!thread->isFinished())
-                    return false;
-            }
-            return true;
-        }, 300000));
+        for (QThread *thread : threads)
+            QVERIFY(waitUntil([thread]() { return thread->isFinished(); }, 300000));
         qDeleteAll(threads);
 
         // Records still queued are written by the next drains.
-        QVector<int> next(s_threads, 0);
         QString error;
+        QVector<int> written;
         waitUntil([&]() {
-            next.fill(0);
-            const QList<QByteArray> lines = readFile(logFile).split('\n');
-            for (const QByteArray &line : lines) {
-                const QList<QByteArray> words = line.simplified().split(' ');
-                const int id = words.first().toInt();
-                if (words.size() != 2 || words.first() != QByteArray::number(id) || id >= s_threads)
-                    continue;   // the banners
-                if (words.at(1).toInt() != next[id]) {
-                    error = QString("thread %1: record %2 where %3 was due").arg(id).arg(words.at(1).constData()).arg(next[id]);
-                    return true;
-                }
-                ++next[id];
-            }
-            return next == QVector<int>(s_threads, count);
+            written = writtenInOrder(readFile(logFile).split('\n'), s_threads, &error);
+            return !error.isEmpty() || written == QVector<int>(s_threads, count);
         }, 60000);
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        QCOMPARE(next, QVector<int>(s_threads, count));
+        QCOMPARE(written, QVector<int>(s_threads, count));
     }
 };
 
