@@ -21,13 +21,15 @@ class TestConfig : public QObject
         return dir.file("log.conf");
     }
 
-    // The parse error reports, decoded.
-    static QList<QSharedPointer<LogRecord> > reports()
+    // The messages of the parse reports, taken from the records they travel in.
+    static QList<QByteArray> reports()
     {
-        QList<QSharedPointer<LogRecord> > records;
-        for (const QByteArray &text : MessageCapture::take())
-            records.append(LogRecord::fromByteArray(text));
-        return records;
+        QList<QByteArray> messages;
+        for (const QByteArray &text : MessageCapture::take()) {
+            const QSharedPointer<LogRecord> record = LogRecord::fromByteArray(text);
+            messages.append(record ? record->message : "not a record: " + text);
+        }
+        return messages;
     }
 
 private Q_SLOTS:
@@ -63,13 +65,8 @@ private Q_SLOTS:
         QVERIFY(config.allowMod("file").isEmpty());
         QCOMPARE(config.keys("file").size(), 2);
 
-        const QList<QSharedPointer<LogRecord> > errors = reports();
-        QCOMPARE(errors.size(), 2);
-        QCOMPARE(int(errors.at(0)->level), 4);
-        QCOMPARE(errors.at(0)->module, QString("logging.conf"));
-        QCOMPARE(errors.at(0)->function, QByteArray("logging::Config::Settings::Settings(const QString&)"));
-        QCOMPARE(errors.at(0)->message, streamed(QByteArray("Error in line: 11")));
-        QCOMPARE(errors.at(1)->message, streamed(QByteArray("Error in line: 12")));
+        QCOMPARE(reports(), QList<QByteArray>() << streamed(QByteArray("Error in line: 11"))
+                                                << streamed(QByteArray("Error in line: 12")));
     }
 
     void edgeCases()
@@ -102,10 +99,8 @@ private Q_SLOTS:
         QCOMPARE(config.active(), QStringList() << "console");     // read above the first section only
         QCOMPARE(config.value("e", "z", none), QString("last"));
 
-        const QList<QSharedPointer<LogRecord> > errors = reports();
-        QCOMPARE(errors.size(), 2);
-        QCOMPARE(errors.at(0)->message, streamed(QByteArray("Error in line: 6")));
-        QCOMPARE(errors.at(1)->message, streamed(QByteArray("Error in line: 14")));
+        QCOMPARE(reports(), QList<QByteArray>() << streamed(QByteArray("Error in line: 6"))
+                                                << streamed(QByteArray("Error in line: 14")));
     }
 
     void missingOrUnreadableFiles()
