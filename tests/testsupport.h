@@ -5,7 +5,6 @@
 // has; every difference between Qt 4.8, 5 and 6 that they meet is handled
 // here, and only here.
 
-#include <logging/dp_buffer.h>
 #include <logging/log_record.h>
 
 // QtTest brings the whole of QtCore.
@@ -26,11 +25,6 @@
         return QTest::qExec(&tc, argc, argv); \
     }
 #endif
-
-// QVERIFY(condition), retried while the event loop runs, for up to
-// timeoutMs milliseconds.
-#define QTLOG_WAIT_VERIFY(condition, timeoutMs) \
-    QVERIFY2(waitUntil([&]() { return bool(condition); }, timeoutMs), #condition)
 
 // Runs the event loop until done() returns true or timeoutMs have passed;
 // returns done()'s last answer.
@@ -206,16 +200,6 @@ inline QVector<int> writtenInOrder(const QList<QByteArray> &lines, int writers, 
         ++next[k];
     }
     return next;
-}
-
-// How many of buffer's lines, from line `from` on, contain fragment.
-inline int count(const logging::DPBuffer *buffer, const QString &fragment, int from = 0)
-{
-    const QStringList lines = buffer->getLines();
-    int n = 0;
-    for (int i = from; i < lines.size(); ++i)
-        n += lines.at(i).contains(fragment) ? 1 : 0;
-    return n;
 }
 
 #endif // QTLOG_TESTSUPPORT_H

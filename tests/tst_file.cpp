@@ -97,8 +97,6 @@ private Q_SLOTS:
         QTest::newRow("max_files out of range") << QByteArray("max_size = 4\nmax_files = 100\n")
                                                 << QByteArray("aaa bbb ccc")
                                                 << (QStringList() << "ccc\n" << "bbb\n");
-        QTest::newRow("no number") << QByteArray("max_size = 4 K\n") << QByteArray("aaa bbb ccc")
-                                   << (QStringList() << "aaa\nbbb\nccc\n");
     }
 
     void rotation()

@@ -124,8 +124,6 @@ private Q_SLOTS:
         QCOMPARE(formatter.format(record(Warning, at(10, 0, 0, 100), "net", "a")), QByteArray("10:00:00 Warning: a"));
         configure(formatter, "#t #lt: #mf");
         QCOMPARE(formatter.format(record(Warning, at(10, 0, 0, 200), "net", "b")), QByteArray("     200 Warning: b"));
-        QCOMPARE(formatter.format(record(Trace, at(10, 0, 0, 300), "net", "c", "x/t.cpp", 3)),
-                 QByteArray("10:00:00.300 t.cpp:3 [net]"));
         configure(formatter, "", "#lt #mf");
         QCOMPARE(formatter.format(record(Trace, at(10, 0, 0, 300), "net", "c")), QByteArray("Trace c"));
         QCOMPARE(formatter.format(record(Info, at(10, 0, 0, 300), "net", "c")), QByteArray("10:00:00.300 i [net] c"));

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 using namespace logging;
@@ -18,6 +19,7 @@ namespace {
 const char s_sinkSettings[] = "[gui_buffer]\nlevel = 5\nformat = #ln|#cm|#cu|#mf\n";
 const QString s_openReport = "3|logging.file|void logging::DPFile::setFilename(const QString&)|Error open log-file: ";
 const QString s_writeReport = "3|logging.file|virtual void logging::DPFile::outItems()|";
+const char s_modified[] = "3|logging.conf.reloader|virtual void logging::Config::ReloadThread::run()|Config file has modify:";
 
 } // namespace
 
@@ -60,6 +62,8 @@ class TestInitializer : public QObject
     int savedStderr = -1;
     DPBuffer *sink = nullptr;
     Initializer *init = nullptr;
+    QString watched;    // the settings file of the Initializer
+    QDateTime base;     // a whole second before the tests
 
     // Applies settings to every destination, the way a reload does.
     void refreshWith(const QByteArray &settings)
@@ -68,7 +72,24 @@ class TestInitializer : public QObject
         Config(dir.file("other.conf"), false).refresh();
     }
 
-    int count(const QString &fragment, int from = 0) const { return ::count(sink, fragment, from); }
+    // How many of the sink's lines, from line `from` on, contain fragment.
+    int count(const QString &fragment, int from = 0) const
+    {
+        const QStringList lines = sink->getLines();
+        int n = 0;
+        for (int i = from; i < lines.size(); ++i)
+            n += lines.at(i).contains(fragment) ? 1 : 0;
+        return n;
+    }
+
+    // Writes the watched settings file, dated base + seconds + ms.
+    void writeWatched(const QByteArray &content, int seconds, int ms = 0)
+    {
+        writeFile(watched, content);
+        const time_t s = time_t(base.toMSecsSinceEpoch() / 1000 + seconds);
+        const timeval times[2] = { { s, ms * 1000 }, { s, ms * 1000 } };
+        QCOMPARE(utimes(QFile::encodeName(watched).constData(), times), 0);
+    }
 
 private Q_SLOTS:
     void initTestCase()
@@ -83,8 +104,10 @@ private Q_SLOTS:
 
         QCOMPARE(mkfifo(QFile::encodeName(dir.file("fifo")).constData(), 0600), 0);
         QDir().mkpath(dir.file("etc/app"));
-        writeFile(dir.file("etc/app/log.conf"), "active = console file\n[file]\nfilename = "
-                  + QFile::encodeName(dir.file("app.log")) + "\n" + s_sinkSettings);
+        watched = dir.file("etc/app/log.conf");
+        base = QDateTime::currentDateTime().addSecs(-100);
+        writeWatched("active = console file\nbad line\n[file]\nfilename = "
+                     + QFile::encodeName(dir.file("app.log")) + "\n" + s_sinkSettings, 0);
     }
 
     void cleanupTestCase()
@@ -103,7 +126,11 @@ private Q_SLOTS:
         QCOMPARE(InitializerPrivate::findConfigFile(QStringList()), QString("log.conf"));
         sink = new DPBuffer;
         sink->setRotateLineCount(100000);
+        // The settings' bad line is reported before the library's handler is
+        // installed: to the handler there before.
+        MessageCapture::install();
         init = new Initializer(QStringList() << "/nonexistent/" << dir.path() + "/etc/app/");
+        QCOMPARE(MessageCapture::take(), QList<QByteArray>() << streamed(QByteArray("Error in line: 2")));
         const QStringList lines = sink->getLines();
         QCOMPARE(lines.size(), 1);
         QVERIFY2(lines.first().startsWith("3|logging|logging::InitializerPrivate::InitializerPrivate(const QStringList&)"
@@ -200,7 +227,7 @@ private Q_SLOTS:
         Echo echo;
         connect(sink, SIGNAL(logContentChanged(QStringList)), &echo, SLOT(changed(QStringList)), Qt::DirectConnection);
         runOnThread([] { QTLOG_INFO("echo") << "ping"; });
-        QTLOG_WAIT_VERIFY(count("|pong") == 1, 5000);
+        QVERIFY(waitUntil([&]() { return count("|pong") == 1; }));
 
         // A receiver that logs at every change feeds itself: the handler
         // delivers a bounded number of rounds and then lets go.
@@ -221,6 +248,48 @@ private Q_SLOTS:
         QVERIFY(printed.contains(" w [console] " + streamed(QByteArray("100% %s done")) + "\n"));
         QVERIFY2(!printed.contains("DStLg"), printed.constData());
         QVERIFY(printed.contains("[loop] " + streamed(QByteArray("again")) + "\n"));   // what the self-feeding receiver let go
+    }
+
+    // Edits of the settings file, seen by the reload thread's 5-second poll.
+    void reload()
+    {
+        // Three writes within one period, the last with a bad line and a log
+        // file that cannot be opened: one reload, its reports in the new
+        // format, then the notice.
+        writeWatched("level = 2\n", 1);
+        writeWatched("level = 3\n", 2);
+        writeWatched("active = console file\nbad line\n[file]\nfilename = /nonexistent/z.log\n"
+                     "[gui_buffer]\nlevel = 5\nformat = new #ln|#cm|#cu|#mf\n", 3);
+        QVERIFY(waitUntil([&]() { return count(s_modified) == 1; }, 12000));
+        QTest::qWait(500);
+        QCOMPARE(count(s_modified), 1);
+        QVERIFY(sink->getLines().last().endsWith(streamed("Config file has modify: \"" + watched + "\"")));
+        QCOMPARE(count("new 4|logging.conf|logging::Config::Settings::Settings(const QString&)|Error in line: 2"), 1);
+        QCOMPARE(count("new " + s_openReport + "\"/nonexistent/z.log\""), 1);
+
+        // A deleted or an older file is not reloaded; one newer within the
+        // same second is.
+        QFile::remove(watched);
+        QTest::qWait(6000);
+        QCOMPARE(count(s_modified), 1);
+        writeWatched(s_sinkSettings, 10);
+        QVERIFY(waitUntil([&]() { return count(s_modified) == 2; }, 12000));
+        writeWatched(s_sinkSettings, 5);
+        QTest::qWait(6000);
+        QCOMPARE(count(s_modified), 2);
+        writeWatched(s_sinkSettings, 10, 400);
+        QVERIFY(waitUntil([&]() { return count(s_modified) == 3; }, 12000));
+    }
+
+    void reloadThreadStopsAtOnce()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        {
+            Config config(watched, true);
+            QTest::qWait(100);      // the thread is asleep now
+        }
+        QVERIFY2(timer.elapsed() < 700, qPrintable(QString::number(timer.elapsed())));
     }
 
     void shutdownAndSecondInitializer()

@@ -56,7 +56,7 @@ class TestLogView : public QObject
 
 private:
     QScopedPointer<logging::Initializer> logging;
-    QScopedPointer<logview::LogViewWindow> window;
+    QScopedPointer<logview::LogViewWindow> window;  // goes first, with its buffer
     const QAbstractItemModel *shown;    // after the filter
     const QAbstractItemModel *all;
     QListView *list;
@@ -164,12 +164,6 @@ private Q_SLOTS:
         bar->setValue(bar->maximum());
         generate(1000, 300);
         QCOMPARE(bar->value(), bar->maximum());
-    }
-
-    void cleanupTestCase()
-    {
-        window.reset();
-        logging.reset();
     }
 };
 

@@ -12,35 +12,36 @@
 
 namespace fuzz {
 
-// Made once and never freed: the exit handler still needs it.
-inline const QString *&settingsName()
+// The harness's settings file, named after the harness and the process.
+inline QString &settingsName()
 {
-    static const QString *name = nullptr;
+    static QString name;
     return name;
 }
 
 inline void removeSettingsFile()
 {
-    QFile::remove(*settingsName());
+    QFile::remove(settingsName());
 }
 
 inline void quiet(QtMsgType, const QMessageLogContext &, const QString &)
 {
 }
 
-// For LLVMFuzzerInitialize: names the file after the harness and the process.
+// For LLVMFuzzerInitialize.
 inline void setUp(const char *harness)
 {
     qInstallMessageHandler(quiet);
-    settingsName() = new QString(QDir::tempPath() + QString::fromLatin1("/qtlog-%1-%2.conf")
-                                     .arg(QLatin1String(harness)).arg(QCoreApplication::applicationPid()));
+    settingsName() = QDir::tempPath() + QString::fromLatin1("/qtlog-%1-%2.conf")
+                                            .arg(QLatin1String(harness)).arg(QCoreApplication::applicationPid());
+    // Registered after the name was made: runs before the name is destroyed.
     atexit(removeSettingsFile);
 }
 
 // Replaces the settings file's content; aborts when it cannot.
 inline QString writeSettings(const QByteArray &content)
 {
-    QFile file(*settingsName());
+    QFile file(settingsName());
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(content) != content.size())
         abort();
     return file.fileName();
