@@ -31,6 +31,7 @@ Scenario s_scenario;
 std::atomic<int> s_started(0);
 std::atomic<int> s_finished(0);
 int s_markerFd = -1;
+pthread_t s_ids[2];
 
 // A real fault: a write to a page that may not be written. (A null pointer
 // would be caught by the undefined-behaviour sanitizer first.)
@@ -50,26 +51,21 @@ void applicationHandler(int signal)
 }
 
 // Logs its records; worker 1 then crashes once both are done, if it is its turn.
-struct Worker : QThread
+void work(int number)
 {
-    int number;
-    pthread_t id;
-    void run() override
-    {
-        id = pthread_self();
-        ++s_started;
-        for (int i = 0; i < s_records || s_scenario == KilledWhileLogging; ++i)
-            QTLOG_WARNING("crash") << "w" << number << i;
-        ++s_finished;
-        if (number != 1 || (s_scenario != WorkerAborts && s_scenario != WorkerFaults))
-            return;
-        while (s_finished < 2)
-            usleep(1000);
-        if (s_scenario == WorkerAborts)
-            abort();
-        fault();
-    }
-};
+    s_ids[number] = pthread_self();
+    ++s_started;
+    for (int i = 0; i < s_records || s_scenario == KilledWhileLogging; ++i)
+        QTLOG_WARNING("crash") << "w" << number << i;
+    ++s_finished;
+    if (number != 1 || (s_scenario != WorkerAborts && s_scenario != WorkerFaults))
+        return;
+    while (s_finished < 2)
+        usleep(1000);
+    if (s_scenario == WorkerAborts)
+        abort();
+    fault();
+}
 
 // The child: never returns.
 void child(const QString &dir)
@@ -90,24 +86,22 @@ void child(const QString &dir)
     for (int i = 0; i < 80 && s_scenario == RecorderOnCrash; ++i)
         QTLOG_DEBUG("crash") << "d" << i;
 
-    Worker workers[2];
-    for (int k = 0; k < 2; ++k) {
-        workers[k].number = k;
-        workers[k].start();
-    }
+    WorkThread first([] { work(0); }), second([] { work(1); });
+    first.start();
+    second.start();
     if (s_scenario == KilledWhileLogging) {
         // Mostly inside the record's road, often under the queue lock.
         while (s_started < 2)
             usleep(1000);
         usleep(50 * 1000);
-        pthread_kill(workers[0].id, SIGSEGV);
+        pthread_kill(s_ids[0], SIGSEGV);
     } else if (s_scenario == WorkerAborts || s_scenario == WorkerFaults) {
         QMutex blocked;     // the owning thread waits for good
         blocked.lock();
         blocked.lock();
     }
-    for (int k = 0; k < 2; ++k)
-        workers[k].wait();
+    first.wait();
+    second.wait();
     usleep(50 * 1000);
     if (s_scenario == OwnerFatal)
         qFatal("fatal message %d", 42);

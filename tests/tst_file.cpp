@@ -12,17 +12,15 @@ class TestFile : public QObject
 {
     Q_OBJECT
 
+    QScopedPointer<DPFile> dest;
     QScopedPointer<TempDir> dir;    // a fresh one for every test
-    DPFile *dest;
-
-    QString path(const QString &name) const { return dir->file(name); }
 
     // Applies the section "file" (with "#mf" lines: the message only).
     void configure(const QByteArray &keys)
     {
-        writeFile(path("log.conf"), "active = file\n[file]\nformat = #mf\nfilename = "
-                  + QFile::encodeName(path("app.log")) + "\n" + keys);
-        Config(path("log.conf"), false).refresh();
+        writeFile(dir->file("log.conf"), "active = file\n[file]\nformat = #mf\nfilename = "
+                  + QFile::encodeName(dir->file("app.log")) + "\n" + keys);
+        Config(dir->file("log.conf"), false).refresh();
     }
 
     void log(const QByteArray &message, Level level = Info)
@@ -37,12 +35,11 @@ private Q_SLOTS:
 
     void init()
     {
+        dest.reset();
         dir.reset(new TempDir);
-        dest = new DPFile;
+        dest.reset(new DPFile);
         MessageCapture::take();
     }
-
-    void cleanup() { delete dest; }
 
     void parseKeys_data()
     {
@@ -106,14 +103,14 @@ private Q_SLOTS:
         QFETCH(QStringList, expected);
         QList<QByteArray> words = messages.split(' ');
         if (words.first().startsWith('='))
-            writeFile(path("app.log"), words.takeFirst().mid(1) + "\n");
+            writeFile(dir->file("app.log"), words.takeFirst().mid(1) + "\n");
         configure(keys);
         for (int i = 0; i < words.size(); ++i)
             log(words.at(i));
         QStringList names;
         for (int i = 0; i < expected.size(); ++i) {
             names << (i ? QString("app.log.%1").arg(i) : QString("app.log"));
-            QCOMPARE(QString::fromLatin1(readFile(path(names.last()))), expected.at(i));
+            QCOMPARE(QString::fromLatin1(readFile(dir->file(names.last()))), expected.at(i));
         }
         QCOMPARE(QDir(dir->path()).entryList(QStringList() << "app.log*", QDir::Files, QDir::Name), names);
         QCOMPARE(MessageCapture::take(), QList<QByteArray>());
@@ -122,12 +119,12 @@ private Q_SLOTS:
     void failedRenameReportedOnce()
     {
         // app.log.1 is a directory that is not empty: the rename fails.
-        QVERIFY(QDir().mkpath(path("app.log.1/x")));
+        QVERIFY(QDir().mkpath(dir->file("app.log.1/x")));
         configure("max_size = 4\n");
         for (int i = 0; i < 5; ++i)
             log("rec");
-        QVERIFY(QDir().rmdir(path("app.log.1/x")) && QDir().rmdir(path("app.log.1")));
-        QCOMPARE(readFile(path("app.log")), QByteArray("rec\nrec\nrec\nrec\nrec\n"));
+        QVERIFY(QDir().rmdir(dir->file("app.log.1/x")) && QDir().rmdir(dir->file("app.log.1")));
+        QCOMPARE(readFile(dir->file("app.log")), QByteArray("rec\nrec\nrec\nrec\nrec\n"));
         const QList<QByteArray> reports = MessageCapture::take();
         QCOMPARE(reports.size(), 1);
         QVERIFY2(reports.first().startsWith("Error rotate log-file: \""), reports.first().constData());
@@ -153,16 +150,16 @@ private Q_SLOTS:
         configure("max_size = 12\n");
         log("one");
         if (action == "delete")
-            QVERIFY(QFile::remove(path("app.log")));
+            QVERIFY(QFile::remove(dir->file("app.log")));
         else if (action == "rename")
-            QVERIFY(QFile::rename(path("app.log"), path("app.log.old")));
+            QVERIFY(QFile::rename(dir->file("app.log"), dir->file("app.log.old")));
         else
-            QVERIFY(QFile::resize(path("app.log"), 0));
+            QVERIFY(QFile::resize(dir->file("app.log"), 0));
         log("two");     // still into the file as it was opened
         QTest::qWait(1100);
         log("three");
-        QCOMPARE(readFile(path("app.log")), current);
-        QCOMPARE(readFile(path("app.log.old")), old);
+        QCOMPARE(readFile(dir->file("app.log")), current);
+        QCOMPARE(readFile(dir->file("app.log.old")), old);
         QCOMPARE(MessageCapture::take(), QList<QByteArray>());
     }
 
@@ -174,7 +171,7 @@ private Q_SLOTS:
         const Level levels[] = { Debug, Trace, Info, Warning, Debug, Info, Error, Debug, Critical };
         for (int i = 0; i < 9; ++i)
             log(QByteArray::number(i), levels[i]);
-        QCOMPARE(readFile(path("app.log")), QByteArray(
+        QCOMPARE(readFile(dir->file("app.log")), QByteArray(
             "w 3\n---- flight recorder: 3 records follow ----\ni 2\nd 4\ni 5\n"
             "---- flight recorder: end of 3 records ----\ne 6\n"
             "---- flight recorder: 1 record follows ----\nd 7\n"
