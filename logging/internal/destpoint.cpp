@@ -3,6 +3,8 @@
 #include <logging/config.h>
 
 #include "crash_p.h"
+#include "flight_recorder_p.h"
+#include "line_journal_p.h"
 #include "logging_p.h"
 #include "qt_compat_p.h"
 

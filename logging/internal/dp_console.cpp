@@ -1,6 +1,7 @@
 #include <logging/dp_console.h>
 
 #include "crash_p.h"
+#include "line_journal_p.h"
 
 #include <cstdio>
 #include <cstring>

@@ -4,6 +4,7 @@
 #include <logging/logging.h>
 
 #include "crash_p.h"
+#include "line_journal_p.h"
 #include "logging_p.h"
 
 #include <QtCore/QElapsedTimer>

@@ -1,0 +1,101 @@
+#ifndef QTLOG_LINE_JOURNAL_P_H
+#define QTLOG_LINE_JOURNAL_P_H
+
+#include <logging/qtlog_global.h>
+
+#include <QtCore/QMutex>
+
+#include <atomic>
+
+namespace logging {
+
+class FlightRecorder;
+
+// The lines that one destination has accepted and not yet written, kept
+// formatted so that a crash can still write them: the signal handler reads
+// them with neither a lock nor the heap.
+//
+// Lines are appended by the logging threads under the destination's queue
+// lock and read in the same order by its drain (a Reader), which marks them
+// written once they have reached the destination. They live in a chain of
+// chunks; a chunk whose lines are all written is recycled, not freed line by
+// line. Once a crash has begun, no chunk is recycled or freed any more.
+class QTLOG_EXPORT LineJournal
+{
+public:
+    struct Chunk;
+
+    LineJournal();
+    ~LineJournal();
+
+    // Where a crash writes this journal; -1: nowhere.
+    void setCrashFd(int fd) { crashFd.store(fd, std::memory_order_release); }
+
+    // Appends text and a line end. The caller holds the queue lock.
+    void append(const char *text, int size);
+
+    // The flight recorder, or null. Set and used under the queue lock; the
+    // journal owns it.
+    FlightRecorder *recorder() const { return recorderPtr.load(std::memory_order_relaxed); }
+    // The most verbose level the recorder keeps; INT_MIN without one. Read
+    // without a lock.
+    int recorderLevel() const { return keepLevel.load(std::memory_order_relaxed); }
+    // Replaces the recorder and returns the old one for the caller to delete
+    // outside the queue lock.
+    FlightRecorder *swapRecorder(FlightRecorder *recorder);
+    // Appends the recorder's lines between two marker lines and empties it.
+    // The caller holds the queue lock.
+    void appendRecorder();
+
+    // The drain's view: one reader at a time (the constructor waits for the
+    // previous one to end). Lines it has passed count as written when it
+    // calls markWritten() or ends.
+    class Reader
+    {
+    public:
+        explicit Reader(LineJournal &journal);
+        ~Reader();
+        // The next committed line with its line end; false when there is none.
+        bool peek(const char **text, int *size);
+        void next();
+        void markWritten();
+
+    private:
+        Q_DISABLE_COPY(Reader)
+        LineJournal &journal;
+    };
+
+    // Writes every unwritten line to fd, then the recorder's lines.
+    // Async-signal-safe.
+    void dumpForCrash(int fd) const;
+    int fdForCrash() const { return crashFd.load(std::memory_order_acquire); }
+
+private:
+    Q_DISABLE_COPY(LineJournal)
+
+    Chunk *newChunk(int size);
+    void recycle(Chunk *chunk);
+
+    std::atomic<Chunk *> head;      // the oldest chunk with lines not written
+    Chunk *tail;                    // appended to; queue lock
+    quint32 nextSeq;                // the next line's number; queue lock
+    std::atomic<quint32> writtenSeq; // lines numbered before it are written
+    std::atomic<int> crashFd;
+    std::atomic<FlightRecorder *> recorderPtr;
+    std::atomic<int> keepLevel;
+
+    // The reader's position; readMutex.
+    QMutex readMutex;
+    Chunk *readChunk;
+    int readOffset;
+    quint32 readSeq;
+
+    // Spare chunks of the usual size.
+    QMutex spareMutex;
+    Chunk *spare;
+    int spareCount;
+};
+
+} // namespace logging
+
+#endif // QTLOG_LINE_JOURNAL_P_H
