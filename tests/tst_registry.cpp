@@ -1,35 +1,12 @@
 #include "testsupport.h"
+#include "probe.h"
 
 #include <logging/config.h>
-#include <logging/destpoint.h>
 #include <logging/dp_buffer.h>
 
 using namespace logging;
 
 namespace {
-
-// Records what its drains take.
-class Probe : public DestPoint
-{
-    Q_OBJECT
-public:
-    explicit Probe(const char *name = "probe") : name(name) {}
-    const char *confName() const override { return name; }
-    void outItems() override
-    {
-        ++drains;
-        while (const QSharedPointer<LogRecord> r = takeFirstLogRecord())
-            taken << r;
-    }
-    const char *name;
-    int drains = 0;
-    QList<QSharedPointer<LogRecord> > taken;
-};
-
-DestPoint::AllDestPointsManager *registry()
-{
-    return DestPoint::allDestPointManager();
-}
 
 // The first line that buffer shows for a record of level, sent now.
 QString firstLine(DPBuffer &buffer, Level level)
@@ -41,28 +18,11 @@ QString firstLine(DPBuffer &buffer, Level level)
 
 } // namespace
 
-class TestDestinations : public QObject
+class TestRegistry : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void queueKeepsTimeOrder()
-    {
-        Probe p;
-        QVERIFY(!p.takeFirstLogRecord());
-        const QSharedPointer<LogRecord> late = shared(Info, at(10, 0, 2, 0));
-        const QSharedPointer<LogRecord> first = shared(Info, at(10, 0, 1, 0));
-        const QSharedPointer<LogRecord> second = shared(Info, at(10, 0, 1, 0));
-        p.insertLogRecord(late);
-        p.insertLogRecord(first);
-        p.insertLogRecord(second);
-        p.insertLogRecord(shared(Trace, at(10, 0, 0, 0)));    // rejected by the default filter
-        QCOMPARE(p.takeFirstLogRecord(), first);
-        QCOMPARE(p.takeFirstLogRecord(), second);
-        QCOMPARE(p.takeFirstLogRecord(), late);
-        QVERIFY(!p.takeFirstLogRecord());
-    }
-
     void activationAndFanOut()
     {
         QSignalSpy emitted(registry(), SIGNAL(startActive()));
@@ -89,21 +49,6 @@ private Q_SLOTS:
         QCOMPARE(b.taken.size(), 2);
     }
 
-    // A destination of another thread has one drain waiting at a time: 100
-    // records from a worker post one request, and that drain takes them all.
-    void oneDrainRequestAtATime()
-    {
-        Probe p;
-        p.setActive(true);
-        runOnThread([] {
-            for (int i = 0; i < 100; ++i)
-                registry()->sendLogRecord(shared(Info, at(10, 0, 0, i)));
-        });
-        QCOMPARE(p.drains, 0);
-        QCoreApplication::processEvents();
-        QCOMPARE(p.drains, 1);
-        QCOMPARE(p.taken.size(), 100);
-    }
 
     // A buffer takes the settings last applied when it is made, whenever
     // that is. First: before any settings were applied in this process.
@@ -187,5 +132,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDestinations)
-#include "tst_destinations.moc"
+QTEST_GUILESS_MAIN(TestRegistry)
+#include "tst_registry.moc"

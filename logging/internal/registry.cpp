@@ -1,0 +1,178 @@
+// The registry of destinations: fans records out to the active ones, has
+// them drain, and applies the settings to them.
+
+#include <logging/destpoint.h>
+
+#include <logging/config.h>
+
+#include "crash_p.h"
+#include "drain_relay_p.h"
+#include "logging_p.h"
+#include "qt_compat_p.h"
+
+#include <atomic>
+
+#include <QtCore/QThread>
+
+#include <climits>
+
+namespace logging {
+
+namespace {
+
+std::atomic<DestPoint::AllDestPointsManager *> s_allDestpointManager(nullptr);
+
+} // namespace
+
+DestPoint::AllDestPointsManager *DestPoint::allDestPointManager()
+{
+    AllDestPointsManager *manager = s_allDestpointManager.load(std::memory_order_acquire);
+    if (manager)
+        return manager;
+    // Two threads may get here at once after a shutdown: one registry wins.
+    AllDestPointsManager *created = new AllDestPointsManager;
+    if (s_allDestpointManager.compare_exchange_strong(manager, created))
+        return created;
+    delete created;
+    return manager;
+}
+
+DestPoint::AllDestPointsManager::AllDestPointsManager()
+{
+}
+
+DestPoint::AllDestPointsManager::~AllDestPointsManager()
+{
+    AllDestPointsManager *self = this;
+    s_allDestpointManager.compare_exchange_strong(self, nullptr);
+}
+
+void DestPoint::AllDestPointsManager::addDestPoint(DestPoint *destination)
+{
+    QWriteLocker locker(&lock);
+    destinations.append(destination);
+}
+
+void DestPoint::AllDestPointsManager::removeDestPoint(DestPoint *destination)
+{
+    QWriteLocker locker(&lock);
+    destinations.removeAll(destination);
+}
+
+void DestPoint::AllDestPointsManager::sendLogRecord(const QSharedPointer<LogRecord> &record)
+{
+    QSharedPointer<LogRecord> shared = record;
+    offer(*record, shared);
+}
+
+void DestPoint::AllDestPointsManager::sendLogRecord(const LogRecord &record)
+{
+    QSharedPointer<LogRecord> shared;
+    offer(record, shared);
+}
+
+void DestPoint::AllDestPointsManager::offer(const LogRecord &record,
+                                            QSharedPointer<LogRecord> &shared)
+{
+    // Drains run below, under the read lock: their reports are delivered
+    // after it is released.
+    ReportDeferral deferral;
+    QReadLocker locker(&lock);
+    const QList<DestPoint *> list = destinations;
+    for (DestPoint *destination : list) {
+        if (!destination->isActive())
+            continue;
+        if (destination->journal) {
+            destination->insertLine(record);
+            continue;
+        }
+        if (!shared)
+            shared = compat::makeShared<LogRecord>(record);
+        destination->insertLogRecord(shared);
+    }
+    // Every active destination drains, here or on its own thread, whether
+    // or not it took the record.
+    for (DestPoint *destination : list) {
+        if (destination->isActive())
+            destination->relay->request();
+    }
+    Q_EMIT startActive();
+}
+
+void DestPoint::AllDestPointsManager::setActiveDestPoints(const QStringList &names)
+{
+    QReadLocker locker(&lock);
+    const QList<DestPoint *> list = destinations;
+    for (DestPoint *destination : list) {
+        if (reachable(destination))
+            destination->setActive(names.contains(QString::fromLatin1(destination->confName()),
+                                                  Qt::CaseSensitive));
+    }
+}
+
+void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
+{
+    // Reports (a file that cannot be opened, say) are delivered after the
+    // write lock is released.
+    ReportDeferral deferral;
+    setActiveDestPoints(config.active());
+
+    QWriteLocker locker(&lock);
+    const QList<DestPoint *> list = destinations;
+    for (DestPoint *destination : list) {
+        if (reachable(destination))
+            configure(destination, config);
+    }
+    // Destinations made later start from these settings too.
+    applied.reset(config.snapshot());
+    // Read by the Initializer at start-up.
+    crash::setWanted(config.value(nullptr, QLatin1String("crash_handler"), QString()).trimmed()
+                     != QLatin1String("0"));
+
+    // Now the exact figure: the most verbose level of an active destination.
+    // A raise from elsewhere while the levels are read is kept.
+    const unsigned raises = levelCeilingRaises();
+    int ceiling = INT_MIN;
+    for (DestPoint *destination : list) {
+        if (destination->isActive())
+            ceiling = qMax(ceiling, destination->maxLevel());
+    }
+    setLevelCeiling(ceiling, raises);
+}
+
+void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *destination)
+{
+    ReportDeferral deferral;
+    // Several destinations may join at once; a refresh waits for them.
+    QReadLocker locker(&lock);
+    if (!destinations.contains(destination))
+        return;
+    destination->settled.fetchAndStoreOrdered(1);
+    if (!applied)
+        return;
+    destination->setActive(applied->active().contains(
+        QString::fromLatin1(destination->confName()), Qt::CaseSensitive));
+    configure(destination, *applied);
+}
+
+bool DestPoint::AllDestPointsManager::reachable(DestPoint *destination)
+{
+    // Ordered: what the constructor wrote must be seen by the thread that
+    // finds the flag set.
+    if (destination->settled.fetchAndAddOrdered(0))
+        return true;
+    if (destination->thread() != QThread::currentThread())
+        return false;
+    destination->settled.fetchAndStoreOrdered(1);
+    return true;
+}
+
+void DestPoint::AllDestPointsManager::configure(DestPoint *destination, Config &config)
+{
+    const char *name = destination->confName();
+    destination->formatter().reloadConfig(config, name);
+    destination->filter().reloadConfig(config, name);
+    destination->reloadConfig(config);
+}
+
+} // namespace logging
