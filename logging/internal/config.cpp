@@ -4,14 +4,90 @@
 #include <logging/logging.h>
 
 #include "config_p.h"
-#include "logging_p.h"
-#include "qt_compat_p.h"
+#include "report_deferral_p.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#if QT_VERSION >= 0x060000
+#  include <QtCore/QRegularExpression>
+#else
+#  include <QtCore/QRegExp>
+#endif
+
+#include <sys/stat.h>
+
 namespace logging {
+
+namespace compat {
+
+#if QT_VERSION < 0x050000
+
+// A file's modification time to the millisecond; invalid when the file is
+// missing. Qt 4's QFileInfo knows whole seconds only, which would hide a
+// change made within the second of the last one.
+inline QDateTime fileModified(const QString &fileName)
+{
+    struct stat info;
+    if (fileName.isEmpty() || ::stat(QFile::encodeName(fileName).constData(), &info) != 0)
+        return QDateTime();
+    return QDateTime::fromMSecsSinceEpoch(qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000);
+}
+
+#else // Qt 5 and Qt 6
+
+// A file's modification time to the millisecond; invalid when the file is
+// missing.
+inline QDateTime fileModified(const QString &fileName)
+{
+    return QFileInfo(fileName).lastModified();
+}
+
+#endif
+
+// A case-sensitive regular expression whose classes "\w" (letter, digit,
+// combining mark or '_') and "\s" (white space as QChar::isSpace() sees it)
+// mean the same on every Qt version. They may appear inside brackets only.
+class RegExp
+{
+public:
+    explicit RegExp(const char *pattern)
+#if QT_VERSION >= 0x060000
+        : rx(translate(pattern))
+#else
+        : rx(QString::fromLatin1(pattern), Qt::CaseSensitive, QRegExp::RegExp)
+#endif
+    {
+    }
+
+    // True when the expression matches somewhere in text.
+    bool matches(const QString &text) const
+    {
+#if QT_VERSION >= 0x060000
+        return rx.match(text).hasMatch();
+#else
+        return rx.indexIn(text) != -1;
+#endif
+    }
+
+private:
+#if QT_VERSION >= 0x060000
+    // PCRE's own \w and \s are ASCII-only; spell out QRegExp's meaning.
+    static QString translate(const char *pattern)
+    {
+        QString p = QString::fromLatin1(pattern);
+        p.replace(QLatin1String("\\w"), QLatin1String("\\p{L}\\p{N}\\p{M}_"));
+        p.replace(QLatin1String("\\s"), QLatin1String("\\p{Z}\\x{09}-\\x{0D}\\x{85}"));
+        return p;
+    }
+    QRegularExpression rx;
+#else
+    QRegExp rx;
+#endif
+};
+
+} // namespace compat
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <logging/dp_buffer.h>
 
-#include "logging_p.h"
+#include "report_deferral_p.h"
 
 namespace logging {
 

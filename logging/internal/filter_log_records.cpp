@@ -3,7 +3,7 @@
 #include <logging/config.h>
 #include <logging/log_record.h>
 
-#include "logging_p.h"
+#include "level_ceiling_p.h"
 #include "qt_compat_p.h"
 
 #include <cstring>

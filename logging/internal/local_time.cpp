@@ -9,6 +9,26 @@
 
 namespace logging {
 
+namespace compat {
+
+// Milliseconds since the epoch and the offset from UTC in seconds of a
+// QDateTime with a fixed offset (or UTC); false for any other kind.
+inline bool fixedOffset(const QDateTime &dateTime, qint64 *msecs, int *offsetSeconds)
+{
+    const Qt::TimeSpec timeSpec = dateTime.timeSpec();
+    if (timeSpec != Qt::OffsetFromUTC && timeSpec != Qt::UTC)
+        return false;
+    *msecs = dateTime.toMSecsSinceEpoch();
+#if QT_VERSION < 0x050000
+    *offsetSeconds = timeSpec == Qt::UTC ? 0 : dateTime.utcOffset();
+#else
+    *offsetSeconds = dateTime.offsetFromUtc();
+#endif
+    return true;
+}
+
+} // namespace compat
+
 namespace {
 
 const qint64 s_msecsPerDay = 86400000;

@@ -6,7 +6,7 @@
 #include <logging/log_record.h>
 #include <logging/log_record_formater.h>
 #include <logging/internal/log_record_formater_p.h>
-#include <logging/internal/qt_compat_p.h>
+#include <logging/internal/message_handler_p.h>
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
