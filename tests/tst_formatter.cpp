@@ -1,8 +1,7 @@
-// What a destination does with a record: its filter and its formatter.
+// What a destination's formatter makes of a record.
 #include "testsupport.h"
 
 #include <logging/config.h>
-#include <logging/filter_log_records.h>
 #include <logging/log_record_formater.h>
 
 using namespace logging;
@@ -19,11 +18,6 @@ class TestFormatter : public QObject
         writeFile(dir.file("log.conf"), "[console]\nformat = " + format + "\ntrace_format = " + trace + "\n");
         Config config(dir.file("log.conf"), false);
         formatter.reloadConfig(config, "console");
-    }
-
-    static QVector<QString> list(const QString &joined)
-    {
-        return joined.isNull() ? QVector<QString>() : joined.split(QLatin1Char('|')).toVector();
     }
 
 private Q_SLOTS:
@@ -157,61 +151,6 @@ private Q_SLOTS:
         QCOMPARE(text.endsWith(marker), cut);
         if (cut)
             QCOMPARE(text.left(8), format == "#ms1024" ? QByteArray("\n       ") : QByteArray("xxxxxxxx"));
-    }
-
-    // The filter: level first, then the allow and deny prefixes.
-    void filter_data()
-    {
-        QTest::addColumn<int>("maxLevel");
-        QTest::addColumn<QString>("allow");     // prefixes joined with '|'; null: none
-        QTest::addColumn<QString>("deny");
-        QTest::addColumn<int>("level");
-        QTest::addColumn<QString>("module");
-        QTest::addColumn<bool>("accepted");
-
-        const QString none;
-        QTest::newRow("default rejects trace") << 4 << none << none << 5 << "m" << false;
-        QTest::newRow("level 0 rejects error") << 0 << none << none << 1 << "m" << false;
-        QTest::newRow("level 5 passes trace") << 5 << none << none << 5 << "m" << true;
-        QTest::newRow("negative record level passes") << 0 << none << none << -1 << "m" << true;
-        QTest::newRow("no lists, no module") << 4 << none << none << 4 << QString() << true;
-        QTest::newRow("allow net: network") << 4 << "net" << none << 4 << "network" << true;
-        QTest::newRow("allow net: sound") << 4 << "net" << none << 4 << "sound" << false;
-        QTest::newRow("allow net: no module") << 4 << "net" << none << 4 << QString() << false;
-        QTest::newRow("allow longer than module") << 4 << "network" << none << 4 << "net" << false;
-        QTest::newRow("deny wins: net.ftp") << 4 << "net" << "net.dns" << 4 << "net.ftp" << true;
-        QTest::newRow("deny wins: net.dns.cache") << 4 << "net" << "net.dns" << 4 << "net.dns.cache" << false;
-        QTest::newRow("case-sensitive") << 4 << none << "Net" << 4 << "net" << true;
-        QTest::newRow("empty deny prefix rejects all") << 4 << none << "" << 4 << QString() << false;
-        QTest::newRow("level before allow") << 2 << "net" << none << 3 << "net" << false;
-    }
-
-    void filter()
-    {
-        QFETCH(int, maxLevel);
-        QFETCH(QString, allow);
-        QFETCH(QString, deny);
-        QFETCH(int, level);
-        QFETCH(QString, module);
-        QFETCH(bool, accepted);
-        FilterLogRecords filter;
-        if (maxLevel != 4)
-            filter.setLevel(maxLevel);
-        filter.setAllow(list(allow));
-        filter.setDeny(list(deny));
-        QCOMPARE(filter.check(record(logging::Level(level), at(10, 0, 0, 0), module)), accepted);
-    }
-
-    void filterReloadReplacesAllThree()
-    {
-        const QString name = dir.file("log.conf");
-        writeFile(name, "level = 1\nallow = net\n[file]\ndeny = net.dns\n");
-        Config config(name, false);
-        FilterLogRecords filter;
-        filter.reloadConfig(config, "file");
-        QVERIFY(filter.check(record(logging::Error, at(10, 0, 0, 0), "net.ftp")));
-        QVERIFY(!filter.check(record(logging::Warning, at(10, 0, 0, 0), "net.ftp")));
-        QVERIFY(!filter.check(record(logging::Error, at(10, 0, 0, 0), "net.dns")));
     }
 };
 
