@@ -7,7 +7,7 @@
 #include "drain_relay_p.h"
 #include "flight_recorder_p.h"
 #include "line_journal_p.h"
-#include "logging_p.h"
+#include "level_ceiling_p.h"
 #include "qt_compat_p.h"
 
 #include <climits>

@@ -7,7 +7,7 @@
 #include <logging/logging.h>
 
 #include "crash_p.h"
-#include "logging_p.h"
+#include "report_deferral_p.h"
 
 #include <errno.h>
 #include <sys/uio.h>

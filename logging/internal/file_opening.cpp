@@ -5,7 +5,6 @@
 
 #include <logging/logging.h>
 
-#include "logging_p.h"
 
 #include <errno.h>
 #include <fcntl.h>

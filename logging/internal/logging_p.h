@@ -5,9 +5,6 @@
 
 #include <QtCore/QScopedPointer>
 
-#include "level_ceiling_p.h"
-#include "report_deferral_p.h"
-
 namespace logging {
 
 class Config;

@@ -7,7 +7,8 @@
 
 #include "crash_p.h"
 #include "drain_relay_p.h"
-#include "logging_p.h"
+#include "level_ceiling_p.h"
+#include "report_deferral_p.h"
 #include "qt_compat_p.h"
 
 #include <atomic>
