@@ -1,7 +1,8 @@
 #!/bin/sh
 # Checks the fenced blocks of README.md and docs/*.md, and the demo's
-# log.conf, against the installed package, so that the documentation cannot
-# drift from the code.
+# log.conf, against the installed package, and the names that
+# docs/design.md gives against the source tree, so that the documentation
+# cannot drift from the code.
 #
 #     check.sh SOURCE_DIR BUILD_DIR WORK_DIR CXX EMULATOR
 #
@@ -21,6 +22,14 @@
 #              stands for any text (a time, say).
 #   ```sh, ```text and others are not checked.
 # Fences start at the beginning of a line.
+#
+# In docs/design.md every `code span` outside fenced blocks that looks like a
+# name must exist: a relative path (it has a "/") names a file or directory of
+# the tree; a file name (name.cpp, .h, .sh, .cmake, .md, .txt, .conf) names a
+# file somewhere in it; an identifier (toLog, DPFile::outItems, toLog(...))
+# is a word of some file under logging/, tools/ or examples/, and every part
+# of a qualified one is a word of one and the same file there. Other spans
+# (#lc, "level = 3") are not checked. A span may not run over a line end.
 set -eu
 src="$1"
 build="$2"
@@ -107,6 +116,49 @@ while read -r n lang where; do
         sed 's/^/    /' "$dir/out"
     fi
 done <"$work/index"
+# The names that docs/design.md gives: each span as "LINE<tab>TEXT".
+design="$src/docs/design.md"
+if [ -f "$design" ]; then
+    awk '
+        /^```/ { inside = !inside; next }
+        inside { next }
+        { n = split($0, part, "`")
+          if (n > 0 && n % 2 == 0) { print NR "\t"; next }   # a span runs over the line end
+          for (i = 2; i < n; i += 2) if (part[i] != "") print NR "\t" part[i] }
+    ' "$design" >"$work/names"
+    tab="$(printf '\t')"
+    names=0
+    while IFS="$tab" read -r line span; do
+        why=""
+        if [ -z "$span" ]; then
+            why="an odd number of backticks: keep each code span on one line"
+        elif printf '%s\n' "$span" | grep -Eq '^[A-Za-z0-9_.-]+(/[A-Za-z0-9_.+-]*)+$'; then
+            [ -e "$src/$span" ] || why="no such file or directory"
+        elif printf '%s\n' "$span" | grep -Eq '^[A-Za-z0-9_.-]+\.(cpp|h|sh|cmake|md|txt|conf)$'; then
+            [ -n "$(find -H "$src" -path "$src/build" -prune -o -path "$src/.git" -prune \
+                        -o -name "$span" -print | head -n 1)" ] || why="no such file"
+        else
+            # An identifier, maybe qualified, maybe with an argument list.
+            name="$(printf '%s\n' "$span" | sed -n \
+                's/^\(~\{0,1\}[A-Za-z_][A-Za-z0-9_]*\(::~\{0,1\}[A-Za-z_][A-Za-z0-9_]*\)*\)\((.*)\)\{0,1\}$/\1/p')"
+            [ -n "$name" ] || continue
+            files="$(grep -rlw -e "${name%%::*}" "$src/logging" "$src/tools" "$src/examples")" || true
+            rest="$name"
+            while [ -n "$files" ] && [ "${rest#*::}" != "$rest" ]; do
+                rest="${rest#*::}"
+                files="$(printf '%s\n' "$files" | xargs grep -lw -e "${rest%%::*}")" || true
+            done
+            [ -n "$files" ] || why="not a name in logging/, tools/ or examples/"
+        fi
+        names=$((names + 1))
+        if [ -n "$why" ]; then
+            failed=$((failed + 1))
+            echo "FAILED: docs/design.md:$line: ${span:+\`$span\`: }$why"
+        fi
+    done <"$work/names"
+    echo "$names names in docs/design.md checked"
+fi
+
 # The demo's settings file is a sample too.
 demo="$src/examples/demo/log.conf"
 if [ -f "$demo" ] && ! $run "$checker" "$demo" >"$work/demo.out" 2>&1; then
@@ -114,5 +166,5 @@ if [ -f "$demo" ] && ! $run "$checker" "$demo" >"$work/demo.out" 2>&1; then
     echo "FAILED: examples/demo/log.conf"
     sed 's/^/    /' "$work/demo.out"
 fi
-echo "$checked blocks and the demo's log.conf checked, $failed failed"
+echo "$checked blocks, the demo's log.conf and docs/design.md's names checked, $failed failed"
 [ "$failed" -eq 0 ]
