@@ -28,8 +28,10 @@
 # the tree; a file name (name.cpp, .h, .sh, .cmake, .md, .txt, .conf) names a
 # file somewhere in it; an identifier (toLog, DPFile::outItems, toLog(...))
 # is a word of some file under logging/, tools/ or examples/, and every part
-# of a qualified one is a word of one and the same file there. Other spans
-# (#lc, "level = 3") are not checked. A span may not run over a line end.
+# of a qualified one is a word of one and the same file there. Written as
+# "`NAME` in `FILE`" on one line, the name must be a word of that file. Other
+# spans (#lc, "level = 3") are not checked. A span may not run over a line
+# end.
 set -eu
 src="$1"
 build="$2"
@@ -116,7 +118,8 @@ while read -r n lang where; do
         sed 's/^/    /' "$dir/out"
     fi
 done <"$work/index"
-# The names that docs/design.md gives: each span as "LINE<tab>TEXT".
+# The names that docs/design.md gives: each span as "LINE<tab>TEXT", and each
+# "`NAME` in `FILE`" once more as "LINE<tab>NAME<tab>FILE".
 design="$src/docs/design.md"
 if [ -f "$design" ]; then
     awk '
@@ -124,31 +127,54 @@ if [ -f "$design" ]; then
         inside { next }
         { n = split($0, part, "`")
           if (n > 0 && n % 2 == 0) { print NR "\t"; next }   # a span runs over the line end
-          for (i = 2; i < n; i += 2) if (part[i] != "") print NR "\t" part[i] }
+          for (i = 2; i < n; i += 2) if (part[i] != "") print NR "\t" part[i]
+          rest = $0
+          while (match(rest, /`[^`]+` in `[^`]+`/)) {
+              split(substr(rest, RSTART, RLENGTH), pair, "`")
+              print NR "\t" pair[2] "\t" pair[4]
+              rest = substr(rest, RSTART + RLENGTH)
+          } }
     ' "$design" >"$work/names"
     tab="$(printf '\t')"
+    path_pattern='^[A-Za-z0-9_.-]+(/[A-Za-z0-9_.+-]*)+$'
+    file_pattern='^[A-Za-z0-9_.-]+\.(cpp|h|sh|cmake|md|txt|conf)$'
+    # where FILE: the files of the tree that FILE names, one a line.
+    where() {
+        if printf '%s\n' "$1" | grep -Eq "$path_pattern"; then
+            [ ! -e "$src/$1" ] || printf '%s\n' "$src/$1"
+        elif printf '%s\n' "$1" | grep -Eq "$file_pattern"; then
+            find -H "$src" -path "$src/build" -prune -o -path "$src/.git" -prune \
+                 -o -name "$1" -print
+        fi
+    }
     names=0
-    while IFS="$tab" read -r line span; do
+    while IFS="$tab" read -r line span in_file; do
         why=""
         if [ -z "$span" ]; then
             why="an odd number of backticks: keep each code span on one line"
-        elif printf '%s\n' "$span" | grep -Eq '^[A-Za-z0-9_.-]+(/[A-Za-z0-9_.+-]*)+$'; then
-            [ -e "$src/$span" ] || why="no such file or directory"
-        elif printf '%s\n' "$span" | grep -Eq '^[A-Za-z0-9_.-]+\.(cpp|h|sh|cmake|md|txt|conf)$'; then
-            [ -n "$(find -H "$src" -path "$src/build" -prune -o -path "$src/.git" -prune \
-                        -o -name "$span" -print | head -n 1)" ] || why="no such file"
+        elif [ -z "$in_file" ] && printf '%s\n' "$span" | grep -Eq "$path_pattern|$file_pattern"; then
+            [ -n "$(where "$span")" ] || why="no such file or directory"
         else
             # An identifier, maybe qualified, maybe with an argument list.
             name="$(printf '%s\n' "$span" | sed -n \
                 's/^\(~\{0,1\}[A-Za-z_][A-Za-z0-9_]*\(::~\{0,1\}[A-Za-z_][A-Za-z0-9_]*\)*\)\((.*)\)\{0,1\}$/\1/p')"
             [ -n "$name" ] || continue
-            files="$(grep -rlw -e "${name%%::*}" "$src/logging" "$src/tools" "$src/examples")" || true
+            if [ -n "$in_file" ]; then
+                # Only where FILE is a file of the tree; its own span says if it is not.
+                files="$(where "$in_file" | grep -v '/$' || true)"
+                [ -n "$files" ] || continue
+                files="$(printf '%s\n' "$files" | xargs grep -lw -e "${name%%::*}")" || true
+                place="$in_file"
+            else
+                files="$(grep -rlw -e "${name%%::*}" "$src/logging" "$src/tools" "$src/examples")" || true
+                place="logging/, tools/ or examples/"
+            fi
             rest="$name"
             while [ -n "$files" ] && [ "${rest#*::}" != "$rest" ]; do
                 rest="${rest#*::}"
                 files="$(printf '%s\n' "$files" | xargs grep -lw -e "${rest%%::*}")" || true
             done
-            [ -n "$files" ] || why="not a name in logging/, tools/ or examples/"
+            [ -n "$files" ] || why="not a name in $place"
         fi
         names=$((names + 1))
         if [ -n "$why" ]; then
