@@ -11,14 +11,252 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
 #include <QtCore/QDebug>
+#include <QtCore/QMutex>
+#include <QtCore/QReadWriteLock>
 #include <QtCore/QSharedPointer>
 #include <QtCore/QString>
+#include <QtCore/QThread>
+#include <QtCore/QWaitCondition>
 #include <QtCore/qglobal.h>
 
+#include <climits>
 #include <utility>
+
+// A ThreadSanitizer build: the locks below tell the sanitizer what they do.
+#if defined(__SANITIZE_THREAD__)
+#  define QTLOG_TSAN 1
+#elif defined(__has_feature)
+#  if __has_feature(thread_sanitizer)
+#    define QTLOG_TSAN 1
+#  endif
+#endif
+
+#ifdef QTLOG_TSAN
+#  if QT_VERSION < 0x050000
+#    error "The ThreadSanitizer build needs Qt 5 or later"
+#  endif
+#  include <sanitizer/tsan_interface.h>
+extern "C" void __tsan_ignore_thread_begin();
+extern "C" void __tsan_ignore_thread_end();
+#endif
 
 namespace logging {
 namespace compat {
+
+// ---- Locks -----------------------------------------------------------------
+//
+// The library takes its locks, threads and cross-thread calls through these
+// names. Normally they are Qt's own types and functions. Under
+// ThreadSanitizer they tell the sanitizer about each lock and unlock: Qt's
+// lock code lives in an uninstrumented library, so without this the
+// sanitizer sees no ordering between two threads that use a lock and reports
+// every access made under it as a race. Locks declared in the public headers
+// are plain QMutex and QReadWriteLock; the lockers take those.
+
+#ifndef QTLOG_TSAN
+
+typedef QMutex Mutex;
+typedef QWaitCondition WaitCondition;
+#if QT_VERSION >= 0x060000
+typedef QMutexLocker<QMutex> MutexLocker;
+#else
+typedef QMutexLocker MutexLocker;
+#endif
+typedef QReadLocker ReadLocker;
+typedef QWriteLocker WriteLocker;
+typedef QThread Thread;
+
+template <typename... Args>
+inline bool invokeMethod(Args &&...args)
+{
+    return QMetaObject::invokeMethod(std::forward<Args>(args)...);
+}
+
+#else // QTLOG_TSAN
+
+namespace detail {
+inline void lock(QMutex *mutex)
+{
+    __tsan_mutex_pre_lock(mutex, 0);
+    mutex->lock();
+    __tsan_mutex_post_lock(mutex, 0, 0);
+}
+
+inline void unlock(QMutex *mutex)
+{
+    __tsan_mutex_pre_unlock(mutex, 0);
+    mutex->unlock();
+    __tsan_mutex_post_unlock(mutex, 0);
+}
+} // namespace detail
+
+// A QMutex whose own lock() and unlock() are seen by the sanitizer.
+class Mutex : public QMutex
+{
+public:
+    Mutex() = default;
+    ~Mutex() { __tsan_mutex_destroy(this, 0); }
+
+    void lock() { detail::lock(this); }
+    void unlock() { detail::unlock(this); }
+
+private:
+    Q_DISABLE_COPY(Mutex)
+};
+
+class MutexLocker
+{
+public:
+    explicit MutexLocker(QMutex *mutex)
+        : m(mutex), locked(false)
+    {
+        relock();
+    }
+    ~MutexLocker() { unlock(); }
+
+    void unlock()
+    {
+        if (m && locked) {
+            detail::unlock(m);
+            locked = false;
+        }
+    }
+    void relock()
+    {
+        if (m && !locked) {
+            detail::lock(m);
+            locked = true;
+        }
+    }
+    QMutex *mutex() const { return m; }
+
+private:
+    Q_DISABLE_COPY(MutexLocker)
+    QMutex *m;
+    bool locked;
+};
+
+// The read or write locker of a QReadWriteLock.
+template <bool Read>
+class RwLocker
+{
+public:
+    explicit RwLocker(QReadWriteLock *lock)
+        : l(lock), locked(false)
+    {
+        relock();
+    }
+    ~RwLocker() { unlock(); }
+
+    void unlock()
+    {
+        if (l && locked) {
+            __tsan_mutex_pre_unlock(l, flags);
+            l->unlock();
+            __tsan_mutex_post_unlock(l, flags);
+            locked = false;
+        }
+    }
+    void relock()
+    {
+        if (l && !locked) {
+            __tsan_mutex_pre_lock(l, flags);
+            if (Read)
+                l->lockForRead();
+            else
+                l->lockForWrite();
+            __tsan_mutex_post_lock(l, flags, 0);
+            locked = true;
+        }
+    }
+    QReadWriteLock *readWriteLock() const { return l; }
+
+private:
+    Q_DISABLE_COPY(RwLocker)
+    static const unsigned flags = Read ? __tsan_mutex_read_lock : 0;
+    QReadWriteLock *l;
+    bool locked;
+};
+
+typedef RwLocker<true> ReadLocker;
+typedef RwLocker<false> WriteLocker;
+
+// QWaitCondition::wait() unlocks the mutex and locks it again inside Qt.
+class WaitCondition : public QWaitCondition
+{
+public:
+    bool wait(QMutex *mutex, unsigned long time = ULONG_MAX)
+    {
+        __tsan_mutex_pre_unlock(mutex, 0);
+        __tsan_mutex_post_unlock(mutex, 0);
+        const bool woken = QWaitCondition::wait(mutex, time);
+        __tsan_mutex_pre_lock(mutex, 0);
+        __tsan_mutex_post_lock(mutex, 0, 0);
+        return woken;
+    }
+};
+
+// Between the construction and destruction of an IgnoreQt the sanitizer
+// does not look at memory; an UnignoreQt does the opposite. For Qt code that
+// hands data between threads under its own locks.
+struct IgnoreQt
+{
+    IgnoreQt() { __tsan_ignore_thread_begin(); }
+    ~IgnoreQt() { __tsan_ignore_thread_end(); }
+    IgnoreQt(const IgnoreQt &) = delete;
+    IgnoreQt &operator=(const IgnoreQt &) = delete;
+};
+
+struct UnignoreQt
+{
+    UnignoreQt() { __tsan_ignore_thread_end(); }
+    ~UnignoreQt() { __tsan_ignore_thread_begin(); }
+    UnignoreQt(const UnignoreQt &) = delete;
+    UnignoreQt &operator=(const UnignoreQt &) = delete;
+};
+
+// A QThread whose end is seen by the sanitizer: QThread::wait() learns that
+// the thread has finished through a lock inside Qt. The thread releases when
+// finished() is emitted, after run() has returned, and wait() and
+// isFinished() acquire once they see it finished.
+class Thread : public QThread
+{
+public:
+    explicit Thread(QObject *parent = nullptr)
+        : QThread(parent)
+    {
+        connect(this, &QThread::finished, this, [this]() { __tsan_release(this); },
+                Qt::DirectConnection);
+    }
+
+    bool wait(unsigned long time = ULONG_MAX)
+    {
+        const bool finished = QThread::wait(time);
+        if (finished)
+            __tsan_acquire(this);
+        return finished;
+    }
+    bool isFinished() const
+    {
+        const bool finished = QThread::isFinished();
+        if (finished)
+            __tsan_acquire(const_cast<Thread *>(this));
+        return finished;
+    }
+};
+
+// QMetaObject::invokeMethod(). A queued call goes into the receiver's event
+// queue, a list that Qt grows and moves under a lock of its own.
+template <typename... Args>
+inline bool invokeMethod(Args &&...args)
+{
+    const IgnoreQt ignore;
+    return QMetaObject::invokeMethod(std::forward<Args>(args)...);
+}
+
+#endif // QTLOG_TSAN
+
+// ---- End of locks ----------------------------------------------------------
 
 // QDate's Julian day of 1970-01-01.
 const qint64 julianDayOfEpoch = 2440588;
