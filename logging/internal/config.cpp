@@ -5,6 +5,7 @@
 
 #include "config_p.h"
 #include "report_deferral_p.h"
+#include "qt_compat_p.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
@@ -150,7 +151,7 @@ void Config::Settings::parse(const QString &fileName, QList<Line> *lines)
     // A bad line is reported while the lock is held: hold the reports back
     // until it is released.
     ReportDeferral deferral;
-    QWriteLocker locker(&lock);
+    compat::WriteLocker locker(&lock);
 
     if (fileName.isEmpty())
         return;
@@ -207,7 +208,7 @@ void Config::Settings::parse(const QString &fileName, QList<Line> *lines)
 QString Config::Settings::value(const QString &section, const QString &key,
                                 const QString &defaultValue) const
 {
-    QReadLocker locker(&lock);
+    compat::ReadLocker locker(&lock);
     const QHash<QString, QHash<QString, QString> >::const_iterator s = sections.constFind(section);
     if (s == sections.constEnd())
         return defaultValue;
@@ -217,7 +218,7 @@ QString Config::Settings::value(const QString &section, const QString &key,
 
 QStringList Config::Settings::keys(const QString &section) const
 {
-    QReadLocker locker(&lock);
+    compat::ReadLocker locker(&lock);
     return sections.value(section).keys();
 }
 
@@ -264,7 +265,7 @@ void Config::refresh()
     // Reports of the parser and the destinations wait until the registry
     // and the destinations are unlocked again.
     ReportDeferral deferral;
-    QMutexLocker locker(&refreshMutex);
+    compat::MutexLocker locker(&refreshMutex);
     freeFile();
     DestPoint::allDestPointManager()->refreshConfig(*this);
     freeFile();
@@ -276,7 +277,7 @@ Config *Config::snapshot() const
     Settings *parsed = new Settings(QString());
     {
         const Settings *source = file();
-        QReadLocker locker(&source->lock);
+        compat::ReadLocker locker(&source->lock);
         parsed->sections = source->sections;
     }
     copy->settings.reset(parsed);
@@ -349,14 +350,14 @@ QDateTime Config::ReloadThread::currLastModify()
 
 void Config::ReloadThread::requestStop()
 {
-    QMutexLocker locker(&stopMutex);
+    compat::MutexLocker locker(&stopMutex);
     stop = true;
     stopCondition.wakeAll();
 }
 
 bool Config::ReloadThread::sleepPeriod()
 {
-    QMutexLocker locker(&stopMutex);
+    compat::MutexLocker locker(&stopMutex);
     QElapsedTimer slept;
     slept.start();
     const qint64 total = qint64(period) * 1000;

@@ -2,6 +2,7 @@
 #define QTLOG_CONFIG_P_H
 
 #include <logging/config.h>
+#include "qt_compat_p.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QMutex>
@@ -13,7 +14,7 @@ namespace logging {
 // Polls the settings file's modification time and refreshes the Config when
 // the file has become strictly newer. Runs at the lowest priority; created,
 // started and stopped by its Config only.
-class Config::ReloadThread : public QThread
+class Config::ReloadThread : public compat::Thread
 {
 public:
     ReloadThread(Config *config, int period);
@@ -36,8 +37,8 @@ private:
     int period;
     QDateTime lastModify;
     bool stop;
-    QMutex stopMutex;
-    QWaitCondition stopCondition;
+    compat::Mutex stopMutex;
+    compat::WaitCondition stopCondition;
 };
 
 } // namespace logging

@@ -6,6 +6,7 @@
 
 #include "line_journal_p.h"
 #include "signal_safe_p.h"
+#include "qt_compat_p.h"
 
 #include <QtCore/QMutex>
 #include <QtCore/QMutexLocker>
@@ -34,7 +35,7 @@ const int s_maxJournals = 8;
 std::atomic<LineJournal *> s_journals[s_maxJournals];
 
 struct sigaction s_previous[s_signalCount];
-QMutex s_installMutex;
+compat::Mutex s_installMutex;
 bool s_installed = false;
 
 // 0: no crash; 1: a thread is writing the journals; 2: done.
@@ -132,7 +133,7 @@ void onCrash(int signal, siginfo_t *info, void *)
 
 void install()
 {
-    QMutexLocker locker(&s_installMutex);
+    compat::MutexLocker locker(&s_installMutex);
     if (s_installed)
         return;
     stack_t current;
@@ -155,7 +156,7 @@ void install()
 
 void uninstall()
 {
-    QMutexLocker locker(&s_installMutex);
+    compat::MutexLocker locker(&s_installMutex);
     if (!s_installed)
         return;
     for (int i = 0; i < s_signalCount; ++i) {

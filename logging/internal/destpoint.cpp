@@ -50,7 +50,7 @@ void DestPoint::setRecorder(int records, int level, int dumpLevel)
         return;
     FlightRecorder *old;
     {
-        QMutexLocker locker(&queueLock);
+        compat::MutexLocker locker(&queueLock);
         old = journal->recorder();
         if (old ? (old->capacity() == records && old->level() == level
                    && old->dumpLevel() == dumpLevel)
@@ -81,7 +81,7 @@ void DestPoint::setActive(bool on)
 {
     // A refresh (reload thread) and a failing file (its drain) may switch
     // the same destination at once; the flag and the level ceiling must agree.
-    QMutexLocker locker(&activeMutex);
+    compat::MutexLocker locker(&activeMutex);
     if (on == isActive() || alwaysActive)
         return;
     if (on)
@@ -92,7 +92,7 @@ void DestPoint::setActive(bool on)
 void DestPoint::setAlwaysActive()
 {
     setActive(true);
-    QMutexLocker locker(&activeMutex);
+    compat::MutexLocker locker(&activeMutex);
     alwaysActive = true;
 }
 
@@ -104,7 +104,7 @@ void DestPoint::insertLogRecord(const QSharedPointer<LogRecord> &record)
     }
     if (!filterRecords.check(*record))
         return;
-    QMutexLocker locker(&queueLock);
+    compat::MutexLocker locker(&queueLock);
     int i = queue.size() - 1;
     while (i >= queueHead && record->dateTime < queue.at(i)->dateTime)
         --i;
@@ -121,7 +121,7 @@ void DestPoint::insertLine(const LogRecord &record)
         return;
     // Formatted here, in the order of acceptance: the formatter's abbreviated
     // times refer to the line before in the same order.
-    QMutexLocker locker(&queueLock);
+    compat::MutexLocker locker(&queueLock);
     FlightRecorder *kept = journal->recorder();
     if (!taken) {
         if (kept && record.level <= kept->level()) {
@@ -143,7 +143,7 @@ void DestPoint::insertLine(const LogRecord &record)
 
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()
 {
-    QMutexLocker locker(&queueLock);
+    compat::MutexLocker locker(&queueLock);
     QSharedPointer<LogRecord> record;
     while (queueHead < queue.size() && !record) {
         record.swap(queue[queueHead]);

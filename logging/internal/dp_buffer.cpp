@@ -1,6 +1,7 @@
 #include <logging/dp_buffer.h>
 
 #include "report_deferral_p.h"
+#include "qt_compat_p.h"
 
 namespace logging {
 
@@ -35,13 +36,13 @@ void DPBuffer::reloadConfig(Config &)
 
 void DPBuffer::setRotateLineCount(int count)
 {
-    QWriteLocker locker(&bufferLock);
+    compat::WriteLocker locker(&bufferLock);
     rotateLineCount = count;
 }
 
 QStringList DPBuffer::getLines() const
 {
-    QReadLocker locker(&bufferLock);
+    compat::ReadLocker locker(&bufferLock);
     return lines;
 }
 
@@ -49,7 +50,7 @@ void DPBuffer::outItems()
 {
     // A receiver of the signal may log: that waits until the lock is released.
     ReportDeferral deferral;
-    QWriteLocker locker(&bufferLock);
+    compat::WriteLocker locker(&bufferLock);
     while (const QSharedPointer<LogRecord> record = takeFirstLogRecord()) {
         const QByteArray text = formatter().format(*record);
         lines.append(QString::fromLocal8Bit(text.constData(), text.size()));

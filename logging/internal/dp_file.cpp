@@ -8,6 +8,7 @@
 
 #include "crash_p.h"
 #include "report_deferral_p.h"
+#include "qt_compat_p.h"
 
 #include <errno.h>
 #include <sys/uio.h>
@@ -130,7 +131,7 @@ void DPFile::reloadConfig(Config &config)
                 parseLevel(config.value(confName(), QLatin1String(s_recorderDumpKey), QString()), Error));
     {
         // A refresh may report each problem once more.
-        QMutexLocker locker(&fileLock);
+        compat::MutexLocker locker(&fileLock);
         d->problemReported = false;
         d->renameReported = false;
         d->sinceRotateFailure.invalidate();
@@ -145,7 +146,7 @@ void DPFile::setFilename(const QString &name)
     // The open failure is reported with the file lock held (and, during a
     // refresh, the registry's write lock): deliver it after they are released.
     ReportDeferral deferral;
-    QMutexLocker locker(&fileLock);
+    compat::MutexLocker locker(&fileLock);
     d->fileName = name;
     d->reopen();
 }
@@ -161,7 +162,7 @@ void DPFile::outItems()
     if (!isActive())
         return;
 
-    QMutexLocker locker(&fileLock);
+    compat::MutexLocker locker(&fileLock);
     if (!d->file || d->writeErrno) {
         if (d->firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,

@@ -2,6 +2,7 @@
 #define QTLOG_DRAIN_RELAY_P_H
 
 #include <logging/destpoint.h>
+#include "qt_compat_p.h"
 
 #include <QtCore/QAtomicInt>
 #include <QtCore/QThread>
@@ -30,7 +31,7 @@ public:
             return;
         }
         if (pending.testAndSetOrdered(0, 1))
-            QMetaObject::invokeMethod(this, "drain", Qt::QueuedConnection);
+            compat::invokeMethod(this, "drain", Qt::QueuedConnection);
     }
 
 public Q_SLOTS:

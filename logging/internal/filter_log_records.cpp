@@ -46,7 +46,7 @@ FilterLogRecords::~FilterLogRecords()
 void FilterLogRecords::setLevel(int newLevel)
 {
     {
-        QWriteLocker locker(&lock);
+        compat::WriteLocker locker(&lock);
         level = newLevel;
         publish();
     }
@@ -55,20 +55,20 @@ void FilterLogRecords::setLevel(int newLevel)
 
 int FilterLogRecords::maxLevel() const
 {
-    QReadLocker locker(&lock);
+    compat::ReadLocker locker(&lock);
     return level;
 }
 
 void FilterLogRecords::setAllow(const QVector<QString> &prefixes)
 {
-    QWriteLocker locker(&lock);
+    compat::WriteLocker locker(&lock);
     allow = prefixes;
     publish();
 }
 
 void FilterLogRecords::setDeny(const QVector<QString> &prefixes)
 {
-    QWriteLocker locker(&lock);
+    compat::WriteLocker locker(&lock);
     deny = prefixes;
     publish();
 }
@@ -77,7 +77,7 @@ void FilterLogRecords::reloadConfig(Config &config, const char *destName)
 {
     int newLevel;
     {
-        QWriteLocker locker(&lock);
+        compat::WriteLocker locker(&lock);
         newLevel = level = config.maxLevel(destName);
         allow = config.allowMod(destName).toVector();
         deny = config.denyMod(destName).toVector();
@@ -91,7 +91,7 @@ bool FilterLogRecords::check(const LogRecord &record) const
     // A reload under way may leave this record to the old settings or the new.
     if (compat::loadRelaxed(noPrefixes))
         return record.level <= compat::loadRelaxed(levelNow);
-    QReadLocker locker(&lock);
+    compat::ReadLocker locker(&lock);
     if (record.level > level)
         return false;
     if (matchesAny(record.module, deny))

@@ -2,6 +2,7 @@
 // take, which toLog() and the macros test before they make anything.
 
 #include "level_ceiling_p.h"
+#include "qt_compat_p.h"
 
 #include <QtCore/QMutex>
 
@@ -17,14 +18,14 @@ std::atomic<int> s_levelCeiling(INT_MAX);
 
 namespace {
 
-QMutex s_ceilingMutex;
+compat::Mutex s_ceilingMutex;
 unsigned s_ceilingRaises = 0;
 
 } // namespace
 
 void raiseLevelCeiling(int level)
 {
-    QMutexLocker locker(&s_ceilingMutex);
+    compat::MutexLocker locker(&s_ceilingMutex);
     ++s_ceilingRaises;
     if (level > s_levelCeiling.load(std::memory_order_relaxed))
         s_levelCeiling.store(level, std::memory_order_relaxed);
@@ -32,13 +33,13 @@ void raiseLevelCeiling(int level)
 
 unsigned levelCeilingRaises()
 {
-    QMutexLocker locker(&s_ceilingMutex);
+    compat::MutexLocker locker(&s_ceilingMutex);
     return s_ceilingRaises;
 }
 
 void setLevelCeiling(int level, unsigned raisesBefore)
 {
-    QMutexLocker locker(&s_ceilingMutex);
+    compat::MutexLocker locker(&s_ceilingMutex);
     if (s_ceilingRaises != raisesBefore)
         level = qMax(level, s_levelCeiling.load(std::memory_order_relaxed));
     s_levelCeiling.store(level, std::memory_order_relaxed);

@@ -6,6 +6,7 @@
 #include "crash_p.h"
 #include "flight_recorder_p.h"
 #include "signal_safe_p.h"
+#include "qt_compat_p.h"
 
 #include <QtCore/QMutexLocker>
 
@@ -77,7 +78,7 @@ LineJournal::Chunk *LineJournal::newChunk(int size)
 {
     Chunk *chunk = nullptr;
     if (size <= s_chunkBytes) {
-        QMutexLocker locker(&spareMutex);
+        compat::MutexLocker locker(&spareMutex);
         if (spare) {
             chunk = spare;
             spare = chunk->next.load(std::memory_order_relaxed);
@@ -100,7 +101,7 @@ LineJournal::Chunk *LineJournal::newChunk(int size)
 void LineJournal::recycle(Chunk *chunk)
 {
     if (chunk->capacity == s_chunkBytes) {
-        QMutexLocker locker(&spareMutex);
+        compat::MutexLocker locker(&spareMutex);
         if (spareCount < s_maxSpares) {
             chunk->next.store(spare, std::memory_order_relaxed);
             spare = chunk;

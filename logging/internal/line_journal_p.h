@@ -2,6 +2,7 @@
 #define QTLOG_LINE_JOURNAL_P_H
 
 #include <logging/qtlog_global.h>
+#include "qt_compat_p.h"
 
 #include <QtCore/QMutex>
 
@@ -85,13 +86,13 @@ private:
     std::atomic<int> keepLevel;
 
     // The reader's position; readMutex.
-    QMutex readMutex;
+    compat::Mutex readMutex;
     Chunk *readChunk;
     int readOffset;
     quint32 readSeq;
 
     // Spare chunks of the usual size.
-    QMutex spareMutex;
+    compat::Mutex spareMutex;
     Chunk *spare;
     int spareCount;
 };

@@ -7,6 +7,7 @@
 
 #include "format_items_p.h"
 #include "log_record_formater_p.h"
+#include "qt_compat_p.h"
 
 #include <limits>
 
@@ -66,14 +67,14 @@ LogRecordFormater::LogRecordFormater()
 
 LogRecordFormater::~LogRecordFormater()
 {
-    QMutexLocker locker(&lock);
+    compat::MutexLocker locker(&lock);
     items->clear();
     traceItems->clear();
 }
 
 void LogRecordFormater::reloadConfig(Config &config, const char *section)
 {
-    QMutexLocker locker(&lock);
+    compat::MutexLocker locker(&lock);
     configStringToItems(*items, formatText(config.outFormat(section), defaultFormat));
     configStringToItems(*traceItems, formatText(config.outTraceFormat(section), defaultTraceFormat));
 }
@@ -85,13 +86,13 @@ QByteArray LogRecordFormater::builtinFormat(bool trace)
 
 QByteArray LogRecordFormater::format(const LogRecord &record)
 {
-    QMutexLocker locker(&lock);
+    compat::MutexLocker locker(&lock);
     return formatWith(*state, record);
 }
 
 const char *LogRecordFormater::formatAlone(const LogRecord &record, int *size)
 {
-    QMutexLocker locker(&lock);
+    compat::MutexLocker locker(&lock);
     formatInto(*aloneState, record, aloneState->line);
     *size = aloneState->line.size();
     return aloneState->line.constData();
@@ -99,7 +100,7 @@ const char *LogRecordFormater::formatAlone(const LogRecord &record, int *size)
 
 void LogRecordFormater::restart()
 {
-    QMutexLocker locker(&lock);
+    compat::MutexLocker locker(&lock);
     state->lastSecond = std::numeric_limits<qint64>::min() / 2;
 }
 
@@ -112,7 +113,7 @@ QByteArray LogRecordFormater::formatWith(State &last, const LogRecord &record)
 
 const char *LogRecordFormater::formatLine(const LogRecord &record, int *size)
 {
-    QMutexLocker locker(&lock);
+    compat::MutexLocker locker(&lock);
     formatInto(*state, record, state->line);
     *size = state->line.size();
     return state->line.constData();

@@ -50,13 +50,13 @@ DestPoint::AllDestPointsManager::~AllDestPointsManager()
 
 void DestPoint::AllDestPointsManager::addDestPoint(DestPoint *destination)
 {
-    QWriteLocker locker(&lock);
+    compat::WriteLocker locker(&lock);
     destinations.append(destination);
 }
 
 void DestPoint::AllDestPointsManager::removeDestPoint(DestPoint *destination)
 {
-    QWriteLocker locker(&lock);
+    compat::WriteLocker locker(&lock);
     destinations.removeAll(destination);
 }
 
@@ -78,7 +78,7 @@ void DestPoint::AllDestPointsManager::offer(const LogRecord &record,
     // Drains run below, under the read lock: their reports are delivered
     // after it is released.
     ReportDeferral deferral;
-    QReadLocker locker(&lock);
+    compat::ReadLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
     for (DestPoint *destination : list) {
         if (!destination->isActive())
@@ -102,7 +102,7 @@ void DestPoint::AllDestPointsManager::offer(const LogRecord &record,
 
 void DestPoint::AllDestPointsManager::setActiveDestPoints(const QStringList &names)
 {
-    QReadLocker locker(&lock);
+    compat::ReadLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
     for (DestPoint *destination : list) {
         if (reachable(destination))
@@ -118,7 +118,7 @@ void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
     ReportDeferral deferral;
     setActiveDestPoints(config.active());
 
-    QWriteLocker locker(&lock);
+    compat::WriteLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
     for (DestPoint *destination : list) {
         if (reachable(destination))
@@ -145,7 +145,7 @@ void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *destination)
 {
     ReportDeferral deferral;
     // Several destinations may join at once; a refresh waits for them.
-    QReadLocker locker(&lock);
+    compat::ReadLocker locker(&lock);
     if (!destinations.contains(destination))
         return;
     destination->settled.fetchAndStoreOrdered(1);
