@@ -6,6 +6,7 @@
 // here, and only here.
 
 #include <logging/log_record.h>
+#include <logging/internal/qt_compat_p.h>
 
 // QtTest brings the whole of QtCore.
 #include <QtTest/QtTest>
@@ -130,11 +131,15 @@ inline void setQtDebugOutputFiltered(bool filtered)
 #endif
 }
 
-// A thread that runs work.
-class WorkThread : public QThread
+// A thread that runs work. Its end is told to ThreadSanitizer (see
+// compat::Thread), also when it is deleted through a QThread pointer.
+class WorkThread : public logging::compat::Thread
 {
 public:
     explicit WorkThread(const std::function<void()> &work) : work(work) {}
+#ifdef QTLOG_TSAN
+    ~WorkThread() { wait(); }
+#endif
     void run() override { work(); }
 
 private:
