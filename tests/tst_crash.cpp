@@ -28,7 +28,7 @@ enum Scenario { OwnerFaults, WorkerAborts, WorkerFaults, KilledWhileLogging, Rec
 
 const int s_records = 100;
 Scenario s_scenario;
-std::atomic<int> s_started(0);
+std::atomic<int> s_logging(0);   // workers past their first record
 std::atomic<int> s_finished(0);
 int s_markerFd = -1;
 pthread_t s_ids[2];
@@ -54,9 +54,11 @@ void applicationHandler(int signal)
 void work(int number)
 {
     s_ids[number] = pthread_self();
-    ++s_started;
-    for (int i = 0; i < s_records || s_scenario == KilledWhileLogging; ++i)
+    for (int i = 0; i < s_records || s_scenario == KilledWhileLogging; ++i) {
         QTLOG_WARNING("crash") << "w" << number << i;
+        if (i == 0)
+            ++s_logging;
+    }
     ++s_finished;
     if (number != 1 || (s_scenario != WorkerAborts && s_scenario != WorkerFaults))
         return;
@@ -90,8 +92,9 @@ void child(const QString &dir)
     first.start();
     second.start();
     if (s_scenario == KilledWhileLogging) {
-        // Mostly inside the record's road, often under the queue lock.
-        while (s_started < 2)
+        // Mostly inside the record's road, often under the queue lock. Both
+        // have logged already, however slowly their threads got going.
+        while (s_logging < 2)
             usleep(1000);
         usleep(50 * 1000);
         pthread_kill(s_ids[0], SIGSEGV);
