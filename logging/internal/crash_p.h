@@ -13,24 +13,24 @@ class LineJournal;
 // before. Installed by the Initializer unless "crash_handler = 0".
 namespace crash {
 
-QTLOG_EXPORT void install();
-QTLOG_EXPORT void uninstall();
+void install();
+void uninstall();
 
 // A journal that the handler writes; a fixed number of places.
-QTLOG_EXPORT bool registerJournal(LineJournal *journal);
-QTLOG_EXPORT void unregisterJournal(LineJournal *journal);
+bool registerJournal(LineJournal *journal);
+void unregisterJournal(LineJournal *journal);
 
 // Whether the settings last applied want the handler: all but
 // "crash_handler = 0".
-QTLOG_EXPORT void setWanted(bool wanted);
-QTLOG_EXPORT bool wanted();
+void setWanted(bool wanted);
+bool wanted();
 
 // True once a crash is being handled.
-QTLOG_EXPORT bool crashing();
+bool crashing();
 
 // Called when the local offset is found again, so that the crash record's
 // time needs no time-zone work.
-QTLOG_EXPORT void noteLocalOffset(int offsetSeconds);
+void noteLocalOffset(int offsetSeconds);
 
 } // namespace crash
 

@@ -10,7 +10,7 @@ namespace logging {
 // The most recent records that the file did not take, formatted, in a ring of
 // bytes allocated when it is configured. Used under the queue lock; the crash
 // handler reads it without one.
-class QTLOG_EXPORT FlightRecorder
+class FlightRecorder
 {
 public:
     FlightRecorder(int records, int level, int dumpLevel);

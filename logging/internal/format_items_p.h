@@ -80,7 +80,7 @@ inline void OutFItemStream::append(const char *data, int size)
     buffer.append(data, size);
 }
 
-class QTLOG_EXPORT FormatItem
+class FormatItem
 {
 public:
     virtual void read(ByteArray2CharStream &in) = 0;
@@ -88,7 +88,7 @@ public:
     virtual ~FormatItem();
 };
 
-class QTLOG_EXPORT FItemStaticText : public FormatItem
+class FItemStaticText : public FormatItem
 {
 public:
     void read(ByteArray2CharStream &in) override;
@@ -98,7 +98,7 @@ public:
 };
 
 // A level outside 0..5 is written as its decimal number in every mode.
-class QTLOG_EXPORT FItemLevel : public FormatItem
+class FItemLevel : public FormatItem
 {
 public:
     enum Mode { Char = 0, Number = 1, Text = 2 };
@@ -108,7 +108,7 @@ public:
     int mode = Char;
 };
 
-class QTLOG_EXPORT FItemTime : public FormatItem
+class FItemTime : public FormatItem
 {
 public:
     enum Mode { DayHeader = 0, Date = 1, AbbreviatedTime = 2, FullTime = 3 };
@@ -133,7 +133,7 @@ private:
 
 // The indent is capped at maxIndent spaces, so that no format string can make
 // a record allocate without bound.
-class QTLOG_EXPORT FItemMessText : public FormatItem
+class FItemMessText : public FormatItem
 {
 public:
     enum Mode { Indented = 0, Joined = 1, Full = 2 };
@@ -145,7 +145,7 @@ public:
     int indent = 11;
 };
 
-class QTLOG_EXPORT FItemCallPos : public FormatItem
+class FItemCallPos : public FormatItem
 {
 public:
     enum Mode { Module = 0, File = 1, FileName = 2, Line = 3, Function = 4 };

@@ -21,7 +21,7 @@ class FlightRecorder;
 // written once they have reached the destination. They live in a chain of
 // chunks; a chunk whose lines are all written is recycled, not freed line by
 // line. Once a crash has begun, no chunk is recycled or freed any more.
-class QTLOG_EXPORT LineJournal
+class LineJournal
 {
 public:
     struct Chunk;

@@ -17,16 +17,16 @@ namespace logging {
 
 // The current time: milliseconds since the epoch (UTC) and the local offset
 // from UTC in seconds.
-QTLOG_EXPORT void currentTime(qint64 *msecs, int *offsetSeconds);
+void currentTime(qint64 *msecs, int *offsetSeconds);
 
 // The local offset from UTC at msecs, in seconds.
-QTLOG_EXPORT int localOffsetAt(qint64 msecs);
+int localOffsetAt(qint64 msecs);
 
 // The QDateTime of the current local time.
-QTLOG_EXPORT QDateTime currentDateTime();
+QDateTime currentDateTime();
 
 // The QDateTime of msecs since the epoch, in local time.
-QTLOG_EXPORT QDateTime localDateTime(qint64 msecs);
+QDateTime localDateTime(qint64 msecs);
 
 // A point in time split for output: milliseconds since the epoch, and the
 // local day (days since 1970-01-01) and millisecond of that day.
@@ -39,10 +39,10 @@ struct TimeParts
 
 // Works for a QDateTime of any kind; it costs no time-zone work for those of
 // the functions above and for UTC.
-QTLOG_EXPORT TimeParts timeParts(const QDateTime &dateTime);
+TimeParts timeParts(const QDateTime &dateTime);
 
 // The civil date of a day since 1970-01-01.
-QTLOG_EXPORT void civilDate(qint64 day, int *year, int *month, int *dayOfMonth);
+void civilDate(qint64 day, int *year, int *month, int *dayOfMonth);
 
 } // namespace logging
 

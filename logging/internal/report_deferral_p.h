@@ -21,7 +21,7 @@ namespace logging {
 // handler they are delivered by the handler itself once the record at hand is
 // out, since Qt 5/6 would print a message emitted there raw to standard
 // error, and Qt 4 would re-enter the handler.
-class QTLOG_EXPORT ReportDeferral
+class ReportDeferral
 {
 public:
     ReportDeferral();
