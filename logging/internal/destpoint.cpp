@@ -3,6 +3,7 @@
 
 #include <logging/destpoint.h>
 
+#include "cold_p.h"
 #include "crash_p.h"
 #include "drain_relay_p.h"
 #include "flight_recorder_p.h"
@@ -14,7 +15,7 @@
 
 namespace logging {
 
-DestPoint::DestPoint(QObject *parent)
+QTLOG_COLD DestPoint::DestPoint(QObject *parent)
     : QObject(parent)
     , active(false)
     , alwaysActive(false)
@@ -27,7 +28,7 @@ DestPoint::DestPoint(QObject *parent)
     allDestPointManager()->addDestPoint(this);
 }
 
-DestPoint::~DestPoint()
+QTLOG_COLD DestPoint::~DestPoint()
 {
     allDestPointManager()->removeDestPoint(this);
     if (journal) {
@@ -36,7 +37,7 @@ DestPoint::~DestPoint()
     }
 }
 
-void DestPoint::keepLinesForCrash()
+QTLOG_COLD void DestPoint::keepLinesForCrash()
 {
     if (journal)
         return;
@@ -44,7 +45,7 @@ void DestPoint::keepLinesForCrash()
     crash::registerJournal(journal);
 }
 
-void DestPoint::setRecorder(int records, int level, int dumpLevel)
+QTLOG_COLD void DestPoint::setRecorder(int records, int level, int dumpLevel)
 {
     if (!journal)
         return;
@@ -77,7 +78,7 @@ bool DestPoint::isActive() const
     return compat::loadRelaxed(active) != 0;
 }
 
-void DestPoint::setActive(bool on)
+QTLOG_COLD void DestPoint::setActive(bool on)
 {
     // A refresh (reload thread) and a failing file (its drain) may switch
     // the same destination at once; the flag and the level ceiling must agree.
@@ -89,7 +90,7 @@ void DestPoint::setActive(bool on)
     compat::storeRelaxed(active, on ? 1 : 0);
 }
 
-void DestPoint::setAlwaysActive()
+QTLOG_COLD void DestPoint::setAlwaysActive()
 {
     setActive(true);
     compat::MutexLocker locker(&activeMutex);

@@ -1,11 +1,12 @@
 #include <logging/dp_buffer.h>
 
+#include "cold_p.h"
 #include "report_deferral_p.h"
 #include "qt_compat_p.h"
 
 namespace logging {
 
-DPBuffer::DPBuffer(QObject *parent)
+QTLOG_COLD DPBuffer::DPBuffer(QObject *parent)
     : DestPoint(parent)
     , rotateLineCount(200)
 {
@@ -17,7 +18,7 @@ DPBuffer::DPBuffer(QObject *parent)
     allDestPointManager()->applyCurrentConfig(this);
 }
 
-DPBuffer::~DPBuffer()
+QTLOG_COLD DPBuffer::~DPBuffer()
 {
     // The application may destroy its buffer at any time: leave the registry
     // before the members go, so that a refresh on the reload thread never
@@ -34,7 +35,7 @@ void DPBuffer::reloadConfig(Config &)
 {
 }
 
-void DPBuffer::setRotateLineCount(int count)
+QTLOG_COLD void DPBuffer::setRotateLineCount(int count)
 {
     compat::WriteLocker locker(&bufferLock);
     rotateLineCount = count;

@@ -6,6 +6,7 @@
 #include <logging/config.h>
 #include <logging/logging.h>
 
+#include "cold_p.h"
 #include "crash_p.h"
 #include "report_deferral_p.h"
 #include "qt_compat_p.h"
@@ -92,19 +93,19 @@ private:
 
 } // namespace
 
-QString DPFilePrivate::writeErrorText() const
+QTLOG_COLD QString DPFilePrivate::writeErrorText() const
 {
     return fileName + QLatin1String(": ") + qt_error_string(writeErrno);
 }
 
-DPFile::DPFile(QObject *parent)
+QTLOG_COLD DPFile::DPFile(QObject *parent)
     : DestPoint(parent)
     , d(new DPFilePrivate(this))
 {
     keepLinesForCrash();
 }
 
-DPFile::~DPFile()
+QTLOG_COLD DPFile::~DPFile()
 {
     delete d;
 }
@@ -114,14 +115,14 @@ const char *DPFile::confName() const
     return "file";
 }
 
-int DPFile::parseRecorder(const QString &text)
+QTLOG_COLD int DPFile::parseRecorder(const QString &text)
 {
     bool ok = false;
     const int n = text.toInt(&ok, 10);
     return ok && n > 0 ? qMin(n, s_maxRecorder) : 0;
 }
 
-void DPFile::reloadConfig(Config &config)
+QTLOG_COLD void DPFile::reloadConfig(Config &config)
 {
     const QString name = config.value(confName(), QLatin1String(s_fileNameKey), QString());
     const qint64 maxSize = parseMaxSize(config.value(confName(), QLatin1String(s_maxSizeKey), QString()));
@@ -141,7 +142,7 @@ void DPFile::reloadConfig(Config &config)
     setFilename(name);
 }
 
-void DPFile::setFilename(const QString &name)
+QTLOG_COLD void DPFile::setFilename(const QString &name)
 {
     // The open failure is reported with the file lock held (and, during a
     // refresh, the registry's write lock): deliver it after they are released.

@@ -3,6 +3,7 @@
 #include <logging/config.h>
 #include <logging/log_record.h>
 
+#include "cold_p.h"
 #include "level_ceiling_p.h"
 #include "qt_compat_p.h"
 
@@ -28,7 +29,7 @@ bool matchesAny(const QString &module, const QVector<QString> &prefixes)
 
 } // namespace
 
-FilterLogRecords::FilterLogRecords()
+QTLOG_COLD FilterLogRecords::FilterLogRecords()
     : level(Debug), levelNow(Debug), noPrefixes(1)
 {
 }
@@ -39,11 +40,11 @@ void FilterLogRecords::publish()
     compat::storeRelaxed(noPrefixes, allow.isEmpty() && deny.isEmpty() ? 1 : 0);
 }
 
-FilterLogRecords::~FilterLogRecords()
+QTLOG_COLD FilterLogRecords::~FilterLogRecords()
 {
 }
 
-void FilterLogRecords::setLevel(int newLevel)
+QTLOG_COLD void FilterLogRecords::setLevel(int newLevel)
 {
     {
         compat::WriteLocker locker(&lock);
@@ -59,21 +60,21 @@ int FilterLogRecords::maxLevel() const
     return level;
 }
 
-void FilterLogRecords::setAllow(const QVector<QString> &prefixes)
+QTLOG_COLD void FilterLogRecords::setAllow(const QVector<QString> &prefixes)
 {
     compat::WriteLocker locker(&lock);
     allow = prefixes;
     publish();
 }
 
-void FilterLogRecords::setDeny(const QVector<QString> &prefixes)
+QTLOG_COLD void FilterLogRecords::setDeny(const QVector<QString> &prefixes)
 {
     compat::WriteLocker locker(&lock);
     deny = prefixes;
     publish();
 }
 
-void FilterLogRecords::reloadConfig(Config &config, const char *destName)
+QTLOG_COLD void FilterLogRecords::reloadConfig(Config &config, const char *destName)
 {
     int newLevel;
     {

@@ -3,6 +3,7 @@
 
 #include "line_journal_p.h"
 
+#include "cold_p.h"
 #include "crash_p.h"
 #include "flight_recorder_p.h"
 #include "signal_safe_p.h"
@@ -48,14 +49,14 @@ struct LineJournal::Chunk
     const char *data() const { return reinterpret_cast<const char *>(this + 1); }
 };
 
-LineJournal::LineJournal()
+QTLOG_COLD LineJournal::LineJournal()
     : head(nullptr), tail(nullptr), nextSeq(0), writtenSeq(0), crashFd(-1),
       recorderPtr(nullptr), keepLevel(INT_MIN), readChunk(nullptr), readOffset(0), readSeq(0), spare(nullptr),
       spareCount(0)
 {
 }
 
-LineJournal::~LineJournal()
+QTLOG_COLD LineJournal::~LineJournal()
 {
     // The crash handler may still be reading: leave the memory to the end.
     if (crash::crashing())
@@ -226,7 +227,7 @@ void LineJournal::Reader::markWritten()
     }
 }
 
-void LineJournal::dumpForCrash(int fd) const
+QTLOG_COLD void LineJournal::dumpForCrash(int fd) const
 {
     const quint32 written = writtenSeq.load(std::memory_order_acquire);
     // The lines committed by now, and no later ones: threads that go on

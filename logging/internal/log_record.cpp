@@ -1,5 +1,6 @@
 #include <logging/log_record.h>
 
+#include "cold_p.h"
 #include "local_time_p.h"
 #include "log_record_p.h"
 #include "qt_compat_p.h"
@@ -188,7 +189,7 @@ QByteArray LogRecord::sourcePositionToByteArray() const
     return encoder.header;
 }
 
-QSharedPointer<LogRecord> LogRecord::fromByteArray(const QByteArray &data)
+QTLOG_COLD QSharedPointer<LogRecord> LogRecord::fromByteArray(const QByteArray &data)
 {
     if (data.size() < s_markerSize || !data.startsWith(s_marker))
         return QSharedPointer<LogRecord>();

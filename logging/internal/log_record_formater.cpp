@@ -5,6 +5,7 @@
 
 #include <logging/config.h>
 
+#include "cold_p.h"
 #include "format_items_p.h"
 #include "log_record_formater_p.h"
 #include "qt_compat_p.h"
@@ -30,19 +31,19 @@ QByteArray formatText(const QString &configured, const char *builtin)
 // ---------------------------------------------------------------------------
 // Items
 
-LogRecordFormater::Items::~Items()
+QTLOG_COLD LogRecordFormater::Items::~Items()
 {
     clear();
 }
 
-void LogRecordFormater::Items::clear()
+QTLOG_COLD void LogRecordFormater::Items::clear()
 {
     for (int i = items.size() - 1; i >= 0; --i)
         delete items.at(i);
     items.clear();
 }
 
-void LogRecordFormater::Items::reset(const QList<FormatItem *> &list)
+QTLOG_COLD void LogRecordFormater::Items::reset(const QList<FormatItem *> &list)
 {
     clear();
     items.reserve(list.size());
@@ -53,7 +54,7 @@ void LogRecordFormater::Items::reset(const QList<FormatItem *> &list)
 // ---------------------------------------------------------------------------
 // LogRecordFormater
 
-LogRecordFormater::LogRecordFormater()
+QTLOG_COLD LogRecordFormater::LogRecordFormater()
     : state(new State)
     , aloneState(new State)
     , items(new Items)
@@ -65,14 +66,14 @@ LogRecordFormater::LogRecordFormater()
     reloadConfig(defaults, nullptr);
 }
 
-LogRecordFormater::~LogRecordFormater()
+QTLOG_COLD LogRecordFormater::~LogRecordFormater()
 {
     compat::MutexLocker locker(&lock);
     items->clear();
     traceItems->clear();
 }
 
-void LogRecordFormater::reloadConfig(Config &config, const char *section)
+QTLOG_COLD void LogRecordFormater::reloadConfig(Config &config, const char *section)
 {
     compat::MutexLocker locker(&lock);
     configStringToItems(*items, formatText(config.outFormat(section), defaultFormat));

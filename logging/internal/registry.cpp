@@ -5,6 +5,7 @@
 
 #include <logging/config.h>
 
+#include "cold_p.h"
 #include "crash_p.h"
 #include "drain_relay_p.h"
 #include "level_ceiling_p.h"
@@ -38,23 +39,23 @@ DestPoint::AllDestPointsManager *DestPoint::allDestPointManager()
     return manager;
 }
 
-DestPoint::AllDestPointsManager::AllDestPointsManager()
+QTLOG_COLD DestPoint::AllDestPointsManager::AllDestPointsManager()
 {
 }
 
-DestPoint::AllDestPointsManager::~AllDestPointsManager()
+QTLOG_COLD DestPoint::AllDestPointsManager::~AllDestPointsManager()
 {
     AllDestPointsManager *self = this;
     s_allDestpointManager.compare_exchange_strong(self, nullptr);
 }
 
-void DestPoint::AllDestPointsManager::addDestPoint(DestPoint *destination)
+QTLOG_COLD void DestPoint::AllDestPointsManager::addDestPoint(DestPoint *destination)
 {
     compat::WriteLocker locker(&lock);
     destinations.append(destination);
 }
 
-void DestPoint::AllDestPointsManager::removeDestPoint(DestPoint *destination)
+QTLOG_COLD void DestPoint::AllDestPointsManager::removeDestPoint(DestPoint *destination)
 {
     compat::WriteLocker locker(&lock);
     destinations.removeAll(destination);
@@ -100,7 +101,7 @@ void DestPoint::AllDestPointsManager::offer(const LogRecord &record,
     Q_EMIT startActive();
 }
 
-void DestPoint::AllDestPointsManager::setActiveDestPoints(const QStringList &names)
+QTLOG_COLD void DestPoint::AllDestPointsManager::setActiveDestPoints(const QStringList &names)
 {
     compat::ReadLocker locker(&lock);
     const QList<DestPoint *> list = destinations;
@@ -111,7 +112,7 @@ void DestPoint::AllDestPointsManager::setActiveDestPoints(const QStringList &nam
     }
 }
 
-void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
+QTLOG_COLD void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
 {
     // Reports (a file that cannot be opened, say) are delivered after the
     // write lock is released.
@@ -141,7 +142,7 @@ void DestPoint::AllDestPointsManager::refreshConfig(Config &config)
     setLevelCeiling(ceiling, raises);
 }
 
-void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *destination)
+QTLOG_COLD void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *destination)
 {
     ReportDeferral deferral;
     // Several destinations may join at once; a refresh waits for them.
@@ -168,7 +169,7 @@ bool DestPoint::AllDestPointsManager::reachable(DestPoint *destination)
     return true;
 }
 
-void DestPoint::AllDestPointsManager::configure(DestPoint *destination, Config &config)
+QTLOG_COLD void DestPoint::AllDestPointsManager::configure(DestPoint *destination, Config &config)
 {
     const char *name = destination->confName();
     destination->formatter().reloadConfig(config, name);

@@ -3,6 +3,7 @@
 
 #include <logging/log_record.h>
 
+#include "cold_p.h"
 #include "format_items_p.h"
 #include "local_time_p.h"
 
@@ -46,7 +47,7 @@ const QByteArray &builtinPlan(const char *pattern)
 
 } // namespace
 
-QByteArray FItemTime::compilePattern(const QString &pattern)
+QTLOG_COLD QByteArray FItemTime::compilePattern(const QString &pattern)
 {
     // The first byte says whether the date is needed.
     QByteArray plan(1, '\0');
