@@ -213,6 +213,10 @@ void LineJournal::Reader::next()
 void LineJournal::Reader::markWritten()
 {
     journal.writtenSeq.store(journal.readSeq, std::memory_order_release);
+    // A reader that has read nothing has passed no chunk: the first one may
+    // have come in since it looked.
+    if (!journal.readChunk)
+        return;
     // Chunks before the one being read hold only written lines.
     Chunk *chunk = journal.head.load(std::memory_order_relaxed);
     while (chunk && chunk != journal.readChunk) {
