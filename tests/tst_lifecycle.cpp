@@ -88,7 +88,7 @@ void writeSettings(const QString &logFile)
 }
 
 // A worker logs one record every 5 ms for 3 s while main runs its event loop
-// and, at 0.8 s and 1.5 s, does what the scenario asks with the log directory.
+// and, at 0.3 s and 1.5 s, does what the scenario asks with the log directory.
 // Returns the first record logged after the directory was back.
 int logWhileDiskChanges(const QString &logDir)
 {
@@ -108,7 +108,7 @@ int logWhileDiskChanges(const QString &logDir)
     while (!worker.isFinished()) {
         QCoreApplication::processEvents();
         usleep(2000);
-        if (s_scenario == DirectoryBack && !removed && timer.elapsed() > 800) {
+        if (s_scenario == DirectoryBack && !removed && timer.elapsed() > 300) {
             removed = true;
             QFile::remove(logDir + "/app.log");
             QDir().rmdir(logDir);
