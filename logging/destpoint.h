@@ -104,6 +104,9 @@ protected:
     // dumpLevel or more severe that it does take. 0 records: none. Records
     // already kept stay when the figures do not change.
     void setRecorder(int records, int level, int dumpLevel);
+    // record's line in this destination's format, with its full time; the
+    // lines kept in order are not affected.
+    QByteArray formatAlone(const LogRecord &record);
 
 private:
     Q_DISABLE_COPY(DestPoint)

@@ -141,6 +141,14 @@ void DestPoint::insertLine(const LogRecord &record)
     journal->append(text, size);
 }
 
+QByteArray DestPoint::formatAlone(const LogRecord &record)
+{
+    compat::MutexLocker locker(&queueLock);
+    int size;
+    const char *text = formater.formatAlone(record, &size);
+    return QByteArray(text, size);
+}
+
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()
 {
     compat::MutexLocker locker(&queueLock);

@@ -230,6 +230,28 @@ void LineJournal::Reader::markWritten()
     }
 }
 
+int LineJournal::Reader::skipBeyond(qint64 bytes)
+{
+    const char *text;
+    int size;
+    if (!peek(&text, &size))
+        return 0;
+    // What waits: the rest of the chunk being read and every chunk after it.
+    qint64 waiting = 0;
+    int offset = journal.readOffset;
+    for (Chunk *chunk = journal.readChunk; chunk; chunk = chunk->next.load(std::memory_order_acquire)) {
+        waiting += chunk->used.load(std::memory_order_acquire) - offset;
+        offset = 0;
+    }
+    int skipped = 0;
+    while (waiting > bytes && peek(&text, &size)) {
+        waiting -= paddedSize(size);
+        next();
+        ++skipped;
+    }
+    return skipped;
+}
+
 void LineJournal::dumpForCrash(int fd) const
 {
     const quint32 written = writtenSeq.load(std::memory_order_acquire);

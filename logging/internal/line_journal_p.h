@@ -60,6 +60,9 @@ public:
         bool peek(const char **text, int *size);
         void next();
         void markWritten();
+        // Passes over the oldest lines until those left take no more than
+        // bytes; returns how many it passed.
+        int skipBeyond(qint64 bytes);
 
     private:
         Q_DISABLE_COPY(Reader)
