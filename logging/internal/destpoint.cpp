@@ -149,6 +149,12 @@ QByteArray DestPoint::formatAlone(const LogRecord &record)
     return QByteArray(text, size);
 }
 
+int DestPoint::queuedRecords()
+{
+    QMutexLocker locker(&queueLock);
+    return queue.size() - queueHead;
+}
+
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()
 {
     compat::MutexLocker locker(&queueLock);

@@ -15,6 +15,9 @@
 #include "message_handler_p.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QMutex>
+
+#include <stdlib.h>
 
 namespace logging {
 
@@ -22,6 +25,15 @@ namespace {
 
 // The settings file's name, searched for in the Initializer's directories.
 const char gLogFileName[] = "log.conf";
+
+// The private part of the Initializer in charge, for the exit hook; set,
+// cleared, and used at exit under the mutex.
+InitializerPrivate *s_live = nullptr;
+QMutex s_liveMutex;
+
+// How long the end of the process or of the Initializer waits, at most, for
+// other threads' drains.
+const int s_endWaitMs = 500;
 
 QString versionText()
 {
@@ -71,18 +83,49 @@ InitializerPrivate::InitializerPrivate(const QStringList &configDirs)
               detail::bytes("logging::InitializerPrivate::InitializerPrivate(const QStringList&)"))
             << "===== Start application ====" << versionText();
     }
+
+    // exit() and a return from main leave the destinations in place, with
+    // lines that other threads queued for a drain that will not come.
+    QMutexLocker locker(&s_liveMutex);
+    s_live = this;
+    static bool exitHook = false;
+    if (!exitHook) {
+        exitHook = true;
+        atexit(&InitializerPrivate::atExit);
+    }
 }
 
 InitializerPrivate::~InitializerPrivate()
 {
+    QMutexLocker locker(&s_liveMutex);
+    s_live = nullptr;
     // The reload thread goes first: it must not reconfigure destinations
     // that are being destroyed.
     config.reset();
+    // What other threads queued reaches the outputs before they go.
+    writeBeforeEnd();
     crash::uninstall();
     delete DestPoint::allDestPointManager();
     sysLog.reset();
     file.reset();
     console.reset();
+}
+
+void InitializerPrivate::writeBeforeEnd()
+{
+    DestPoint::allDestPointManager()->writeBeforeEnd(QList<DestPoint *>() << console.data()
+                                                                          << file.data(),
+                                                     s_endWaitMs);
+}
+
+void InitializerPrivate::atExit()
+{
+    // Not for longer than the wait itself: a thread may be shutting down.
+    if (!s_liveMutex.tryLock(s_endWaitMs))
+        return;
+    if (s_live)
+        s_live->writeBeforeEnd();
+    s_liveMutex.unlock();
 }
 
 QString InitializerPrivate::findConfigFile(const QStringList &configDirs)

@@ -8,6 +8,7 @@
 #include "signal_safe_p.h"
 #include "qt_compat_p.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QMutexLocker>
 
 #include <new>
@@ -30,6 +31,8 @@ struct LineHeader
 
 const int s_chunkBytes = 64 * 1024;
 const int s_maxSpares = 4;
+// How long writeUnwritten() goes on while other threads keep adding lines.
+const int s_endWritingMs = 500;
 
 int paddedSize(int size)
 {
@@ -160,13 +163,20 @@ void LineJournal::appendRecorder()
 }
 
 LineJournal::Reader::Reader(LineJournal &journal)
-    : journal(journal)
+    : journal(journal), reading(true)
 {
     journal.readMutex.lock();
 }
 
+LineJournal::Reader::Reader(LineJournal &journal, int timeoutMs)
+    : journal(journal), reading(journal.readMutex.tryLock(qMax(0, timeoutMs)))
+{
+}
+
 LineJournal::Reader::~Reader()
 {
+    if (!reading)
+        return;
     markWritten();
     journal.readMutex.unlock();
 }
@@ -250,6 +260,26 @@ int LineJournal::Reader::skipBeyond(qint64 bytes)
         ++skipped;
     }
     return skipped;
+}
+
+bool LineJournal::writeUnwritten(int timeoutMs)
+{
+    Reader reader(*this, timeoutMs);
+    const int fd = fdForCrash();
+    if (!reader.isReading() || fd < 0)
+        return false;
+    QElapsedTimer timer;
+    timer.start();
+    const char *text;
+    int size;
+    // Threads that go on logging must not keep this writing for good.
+    for (int n = 1; reader.peek(&text, &size); ++n) {
+        writeAll(fd, text, size);
+        reader.next();
+        if (n % 64 == 0 && timer.elapsed() > s_endWritingMs)
+            break;
+    }
+    return true;
 }
 
 void LineJournal::dumpForCrash(int fd) const

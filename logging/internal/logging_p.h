@@ -36,6 +36,12 @@ public:
 private:
     Q_DISABLE_COPY(InitializerPrivate)
 
+    // Writes what waits for the destinations, from any thread; waits for
+    // other threads' drains for half a second at most.
+    void writeBeforeEnd();
+    // At exit(), or a return from main, while an Initializer is in charge.
+    static void atExit();
+
     QScopedPointer<Config> config;
     QScopedPointer<DPConsole> console;
     QScopedPointer<DPFile> file;
