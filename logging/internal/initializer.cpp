@@ -11,6 +11,7 @@
 #include <logging/version_info.h>
 
 #include "crash_p.h"
+#include "level_ceiling_p.h"
 #include "logging_p.h"
 #include "message_handler_p.h"
 
@@ -62,6 +63,10 @@ Initializer::~Initializer()
 
 InitializerPrivate::InitializerPrivate(const QStringList &configDirs)
 {
+    // After a shutdown, the start-up's own reports take the road again.
+    if (checkAndSetInitialized(false))
+        compat::installMessageHandler(&InitializerPrivate::messageFinished,
+                                      &InitializerPrivate::messageText);
     config.reset(new Config(findConfigFile(configDirs), true));
     console.reset(new DPConsole);
     file.reset(new DPFile);
@@ -109,6 +114,9 @@ InitializerPrivate::~InitializerPrivate()
     sysLog.reset();
     file.reset();
     console.reset();
+    // From now on only what ends the process is written.
+    setLevelCeiling(Critical, levelCeilingRaises());
+    compat::installMessageHandler(&InitializerPrivate::messageAfterShutdown);
 }
 
 void InitializerPrivate::writeBeforeEnd()
