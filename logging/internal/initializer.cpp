@@ -18,6 +18,8 @@
 #include <QtCore/QFile>
 #include <QtCore/QMutex>
 
+#include <atomic>
+
 #include <stdlib.h>
 
 namespace logging {
@@ -26,6 +28,10 @@ namespace {
 
 // The settings file's name, searched for in the Initializer's directories.
 const char gLogFileName[] = "log.conf";
+
+// One Initializer at a time is in charge: its constructor claims the place,
+// its destructor gives it back.
+std::atomic<bool> s_claimed(false);
 
 // The private part of the Initializer in charge, for the exit hook; set,
 // cleared, and used at exit under the mutex.
@@ -50,15 +56,27 @@ QString versionText()
 Initializer::Initializer(const QStringList &configDirs)
     : d(nullptr)
 {
+    bool claimed = false;
+    if (!s_claimed.compare_exchange_strong(claimed, true)) {
+        // A plugin, a library or a test fixture may bring its own: the one
+        // in charge stays so, and this one does nothing at all.
+        toLog(Warning, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
+              detail::bytes("logging::Initializer::Initializer(const QStringList&)"))
+            << "Initializer ignored: another one is alive";
+        return;
+    }
     d = new InitializerPrivate(configDirs);
 }
 
 Initializer::~Initializer()
 {
+    if (!d)
+        return;
     toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
           detail::bytes("logging::Initializer::~Initializer()"))
         << "==== log stoped ====";
     delete d;
+    s_claimed.store(false);
 }
 
 InitializerPrivate::InitializerPrivate(const QStringList &configDirs)
