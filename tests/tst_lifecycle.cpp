@@ -130,6 +130,8 @@ int child()
     struct rlimit noCore = { 0, 0 };
     setrlimit(RLIMIT_CORE, &noCore);
     ::signal(SIGABRT, SIG_DFL);
+    // Its standard error is checked: no codec warnings there.
+    useUtf8Locale();
     const QString logDir = s_dir + (s_scenario >= LateDirectory ? "/late" : "");
     writeSettings(logDir + "/app.log");
     if (s_scenario == DirectoryBack)
