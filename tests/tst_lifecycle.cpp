@@ -130,8 +130,6 @@ int child()
     struct rlimit noCore = { 0, 0 };
     setrlimit(RLIMIT_CORE, &noCore);
     ::signal(SIGABRT, SIG_DFL);
-    // Its standard error is checked: no codec warnings there.
-    useUtf8Locale();
     const QString logDir = s_dir + (s_scenario >= LateDirectory ? "/late" : "");
     writeSettings(logDir + "/app.log");
     if (s_scenario == DirectoryBack)
@@ -297,6 +295,9 @@ private Q_SLOTS:
 
 int main(int argc, char **argv)
 {
+    // The child's standard error is checked: no codec warnings there, not
+    // even from the application object's own conversions.
+    useUtf8Locale();
     QCoreApplication app(argc, argv);
     if (argc >= 4) {
         s_scenario = Scenario(atoi(argv[2]));
