@@ -104,11 +104,16 @@ protected:
     // dumpLevel or more severe that it does take. 0 records: none. Records
     // already kept stay when the figures do not change.
     void setRecorder(int records, int level, int dumpLevel);
+    // record's line in this destination's format, with its full time; the
+    // lines kept in order are not affected.
+    QByteArray formatAlone(const LogRecord &record);
 
 private:
     Q_DISABLE_COPY(DestPoint)
 
     void insertLine(const LogRecord &record);
+    // Records queued and not yet taken.
+    int queuedRecords();
 
     QMutex activeMutex;     // serialises setActive()
     QAtomicInt active;      // read without the mutex, from any thread
@@ -158,6 +163,11 @@ public:
     // if there was one. A destination made after start-up calls it at the
     // end of its constructor, so that it never writes with the defaults.
     void applyCurrentConfig(DestPoint *destination);
+    // Before the end of the process or of the destinations: waits, at most
+    // timeoutMs in all, for the destinations of other threads that keep
+    // records to drain, reports each one that still holds records, then
+    // writes the waiting lines of lineKeepers, which the caller keeps alive.
+    void writeBeforeEnd(const QList<DestPoint *> &lineKeepers, int timeoutMs);
 
 Q_SIGNALS:
     void startActive();

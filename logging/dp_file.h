@@ -39,8 +39,11 @@ class DPFilePrivate;
 // a second, its name no longer refers to the open file (renamed or deleted by
 // another program, logrotate say). An open never waits: a file that cannot be
 // opened at once (a FIFO without a reader) counts as one that cannot be
-// opened. Such a file is reported and the destination switches itself off
-// until a refresh activates it again.
+// opened. Such a file is reported once and tried again at most about once a
+// second while records come, and at every refresh: its disk may be mounted
+// later, or a card put back. Meanwhile the lines wait, up to 1 MiB; beyond
+// that the oldest are dropped, and a record saying how many comes before the
+// others once the file opens.
 //
 // A write error is reported and answered by reopening the file, at most about
 // once a second. A lasting problem is reported once, not at every drain: the
@@ -72,6 +75,7 @@ public:
 
 private:
     Q_DISABLE_COPY(DPFile)
+    friend class DPFilePrivate;
 
     QMutex fileLock;
     DPFilePrivate *d;   // guarded by fileLock

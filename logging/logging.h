@@ -31,8 +31,11 @@ QTLOG_EXPORT QDebug toLog(Level level, const QByteArray &module, const QByteArra
 // console, file and syslog destinations, applies the settings, captures all
 // of Qt's messages and logs the start banner. Create one near the start of
 // main(), on the main thread, before other threads log; destroying it logs
-// the stop banner and takes the destinations down. The message handler stays
-// installed afterwards, and records logged then are dropped.
+// the stop banner, writes what other threads queued, and takes the
+// destinations down. exit() or a return from main writes what waits too.
+// Afterwards only a qFatal or a Critical record is written: to standard
+// error. One Initializer at a time: another one made while this one lives
+// logs a Warning and does nothing, neither when made nor when destroyed.
 class QTLOG_EXPORT Initializer
 {
 public:

@@ -131,6 +131,16 @@ inline void setQtDebugOutputFiltered(bool filtered)
 #endif
 }
 
+// Makes the local 8-bit encoding UTF-8 where Qt asks the C library for it
+// (Qt 4: through iconv, which a bare emulator root lacks, with a warning on
+// standard error at the first conversion); Qt 5 and 6 use UTF-8 already.
+inline void useUtf8Locale()
+{
+#if QT_VERSION < 0x050000
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+#endif
+}
+
 // A thread that runs work. Its end is told to ThreadSanitizer (see
 // compat::Thread), also when it is deleted through a QThread pointer.
 class WorkThread : public logging::compat::Thread

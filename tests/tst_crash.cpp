@@ -1,8 +1,8 @@
-// Crashes for real: run with "-crash-child SCENARIO DIR", the program logs
-// from several threads and dies by a signal or by qFatal; run with "-crash-check SCENARIO
+// Crashes for real: run with "-child SCENARIO DIR", the program logs from
+// several threads and dies by a signal or by qFatal; run with "-check SCENARIO
 // DIR RESULT" it checks that the file holds every record logged before, the
 // flight recorder's records and the crash record, and that the child died as
-// it should (RESULT: how CMake saw it end). crash_check.cmake runs the two,
+// it should (RESULT: how CMake saw it end). child_check.cmake runs the two,
 // through the emulator when there is one: under qemu-user a program can
 // neither start another nor create threads in a forked child.
 #include "testsupport.h"
@@ -166,15 +166,15 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     if (argc >= 4)
         s_scenario = Scenario(atoi(argv[2]));
-    if (argc == 4 && qstrcmp(argv[1], "-crash-child") == 0)
+    if (argc == 4 && qstrcmp(argv[1], "-child") == 0)
         child(QString::fromLocal8Bit(argv[3]));
-    if (argc == 5 && qstrcmp(argv[1], "-crash-check") == 0) {
+    if (argc == 5 && qstrcmp(argv[1], "-check") == 0) {
         s_dir = QString::fromLocal8Bit(argv[3]);
         s_result = argv[4];
         CheckCrash check;
         return QTest::qExec(&check, 1, argv);
     }
-    return 2;   // run by crash_check.cmake only
+    return 2;   // run by child_check.cmake only
 }
 
 #include "tst_crash.moc"

@@ -163,6 +163,34 @@ private Q_SLOTS:
         QCOMPARE(MessageCapture::take(), QList<QByteArray>());
     }
 
+    void waitsForItsDirectory()
+    {
+        // 1,200 lines of about 1 KB while the directory is missing: 1 MiB
+        // of them wait, the oldest go; one report only.
+        writeFile(dir->file("log.conf"), "active = file\n[file]\nformat = #mf\nfilename = "
+                  + QFile::encodeName(dir->file("late/app.log")) + "\n");
+        Config(dir->file("log.conf"), false).refresh();
+        const QByteArray pad(1000, 'x');
+        for (int i = 0; i < 1200; ++i)
+            log(QByteArray::number(i) + " " + pad);
+        QVERIFY(QDir().mkdir(dir->file("late")));
+        QTest::qWait(1100);
+        log("last");
+        QList<QByteArray> lines = readFile(dir->file("late/app.log")).split('\n');
+        QCOMPARE(lines.takeLast(), QByteArray());
+        QCOMPARE(lines.takeLast(), QByteArray("last"));
+        const QByteArray note = lines.takeFirst();
+        const int dropped = note.left(note.indexOf(' ')).toInt();
+        QCOMPARE(note.mid(note.indexOf(' ')), QByteArray(" records dropped while the log-file could not be opened"));
+        QVERIFY(dropped > 100 && dropped < 200);
+        for (int i = 0; i < lines.size(); ++i)
+            QCOMPARE(lines.at(i), QByteArray::number(dropped + i) + " " + pad);
+        QCOMPARE(dropped + lines.size(), 1200);
+        const QList<QByteArray> reports = MessageCapture::take();
+        QCOMPARE(reports.size(), 1);
+        QVERIFY2(reports.first().startsWith("Error open log-file: \""), reports.first().constData());
+    }
+
     // In normal operation the recorder writes nothing until an Error, then
     // its records before the Error's own line.
     void recorderBeforeError()

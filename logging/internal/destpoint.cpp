@@ -142,6 +142,20 @@ void DestPoint::insertLine(const LogRecord &record)
     journal->append(text, size);
 }
 
+QByteArray DestPoint::formatAlone(const LogRecord &record)
+{
+    compat::MutexLocker locker(&queueLock);
+    int size;
+    const char *text = formater.formatAlone(record, &size);
+    return QByteArray(text, size);
+}
+
+int DestPoint::queuedRecords()
+{
+    QMutexLocker locker(&queueLock);
+    return queue.size() - queueHead;
+}
+
 QSharedPointer<LogRecord> DestPoint::takeFirstLogRecord()
 {
     compat::MutexLocker locker(&queueLock);

@@ -8,6 +8,7 @@
 
 #include "cold_p.h"
 #include "crash_p.h"
+#include "local_time_p.h"
 #include "report_deferral_p.h"
 #include "qt_compat_p.h"
 
@@ -29,6 +30,9 @@ const char s_recorderDumpKey[] = "recorder_dump";
 const char s_noFileText[] = "no log-file open";
 
 const int s_maxRecorder = 100000;
+
+// The most that the lines waiting for a file that cannot be opened yet take.
+const qint64 s_maxWaitingBytes = 1024 * 1024;
 
 // A level 0 to 5 from text; fallback for anything else.
 int parseLevel(const QString &text, int fallback)
@@ -142,12 +146,34 @@ QTLOG_COLD void DPFile::reloadConfig(Config &config)
     setFilename(name);
 }
 
+void DPFilePrivate::keepWaiting(LineJournal::Reader &reader)
+{
+    dropped += reader.skipBeyond(s_maxWaitingBytes);
+}
+
+void DPFilePrivate::writeDropped()
+{
+    const QByteArray message = QByteArray::number(dropped)
+        + " records dropped while the log-file could not be opened";
+    const QByteArray line = q->formatAlone(LogRecord(Warning, currentDateTime(),
+                                                     QLatin1String("logging.file"), message,
+                                                     "virtual void logging::DPFile::outItems()",
+                                                     __FILE__, __LINE__))
+        + '\n';
+    dropped = 0;
+    LineWriter out(file->handle());
+    out.add(line.constData(), line.size());
+    writeErrno = out.flush();
+}
+
 QTLOG_COLD void DPFile::setFilename(const QString &name)
 {
     // The open failure is reported with the file lock held (and, during a
     // refresh, the registry's write lock): deliver it after they are released.
     ReportDeferral deferral;
     compat::MutexLocker locker(&fileLock);
+    if (name != d->fileName)
+        d->openFailing = false;
     d->fileName = name;
     d->reopen();
 }
@@ -164,7 +190,10 @@ void DPFile::outItems()
         return;
 
     compat::MutexLocker locker(&fileLock);
-    if (!d->file || d->writeErrno) {
+    if (!d->file && d->openFailing) {
+        if (due(d->sinceOpen))
+            d->reopen();
+    } else if (!d->file || d->writeErrno) {
         if (d->firstReport()) {
             toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
                   detail::bytes("virtual void logging::DPFile::outItems()"), detail::bytes("file"))
@@ -184,12 +213,18 @@ void DPFile::outItems()
     LineJournal::Reader reader(*lineJournal());
     const char *text;
     int size;
+    if (!d->file && d->openFailing) {
+        d->keepWaiting(reader);
+        return;
+    }
     if (!d->file) {
         // Nowhere to write: drop the lines so the journal cannot grow without bound.
         while (reader.peek(&text, &size))
             reader.next();
         return;
     }
+    if (d->dropped > 0)
+        d->writeDropped();
     bool wrote = false;
     LineWriter out(d->file->handle());
     // Once a crash is being handled, its handler writes what is left.
@@ -200,6 +235,10 @@ void DPFile::outItems()
             d->writeErrno = out.flush();
             reader.markWritten();
             d->rotate();
+            if (!d->file && d->openFailing) {
+                d->keepWaiting(reader);
+                return;
+            }
             if (!d->file) {
                 while (reader.peek(&text, &size))
                     reader.next();

@@ -27,8 +27,9 @@ class DPFilePrivate
 {
 public:
     explicit DPFilePrivate(DPFile *q)
-        : q(q), file(nullptr), problemReported(false), renameReported(false),
-          maxSize(0), maxFiles(1), size(0), regular(false), device(0), inode(0), writeErrno(0)
+        : q(q), file(nullptr), problemReported(false), renameReported(false), openFailing(false),
+          dropped(0), maxSize(0), maxFiles(1), size(0), regular(false), device(0), inode(0),
+          writeErrno(0)
     {
     }
     ~DPFilePrivate() { close(); }
@@ -50,10 +51,17 @@ public:
         file = nullptr;
     }
 
-    // Closes the file and opens fileName when the destination is active; a
-    // failed open is reported and switches the destination off. Call with
-    // the file lock held for writing and a ReportDeferral alive.
+    // Closes the file and opens fileName when the destination is active. A
+    // failed open is reported, unless the open before failed too; the
+    // destination stays active and its lines wait for the next try. Call
+    // with the file lock held and a ReportDeferral alive.
     void reopen();
+    // While opens fail: lets the lines wait, dropping the oldest beyond a
+    // limit.
+    void keepWaiting(LineJournal::Reader &reader);
+    // Writes the record about the lines dropped while the file could not be
+    // opened, before those that waited.
+    void writeDropped();
     // False when the file no longer has its name (renamed or deleted).
     bool hasName();
     // True when a line of length bytes calls for a rotation first.
@@ -68,6 +76,8 @@ public:
     QFile *file;
     bool problemReported;
     bool renameReported;
+    bool openFailing;       // the last open of fileName failed
+    int dropped;            // lines dropped while waiting for the file
     qint64 maxSize;
     int maxFiles;
     qint64 size;            // bytes in the file, as far as known here

@@ -41,8 +41,10 @@ int openForAppend(const QByteArray &path)
 void DPFilePrivate::reopen()
 {
     close();
-    if (fileName.isEmpty() || !q->isActive())
+    if (fileName.isEmpty() || !q->isActive()) {
+        openFailing = false;
         return;
+    }
 
     sinceOpen.start();
     sinceCheck.start();
@@ -67,16 +69,21 @@ void DPFilePrivate::reopen()
         // a warning at every open.
         if (file->open(fd, QIODevice::WriteOnly, QFile::AutoCloseHandle)) {
             q->lineJournal()->setCrashFd(fd);
+            openFailing = false;
             return;
         }
         reason = file->errorString();
         close();
         ::close(fd);
     }
+    // Its disk may come later (mounted after start-up, a card put back):
+    // the destination stays active, and the same failure is told once.
+    if (openFailing)
+        return;
+    openFailing = true;
     toLog(Info, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
           detail::bytes("void logging::DPFile::setFilename(const QString&)"), detail::bytes("file"))
         << "Error open log-file:" << fileName << "reason:" << reason;
-    q->setActive(false);
 }
 
 bool DPFilePrivate::hasName()

@@ -9,6 +9,7 @@
 #include "signal_safe_p.h"
 #include "qt_compat_p.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QMutexLocker>
 
 #include <new>
@@ -31,6 +32,8 @@ struct LineHeader
 
 const int s_chunkBytes = 64 * 1024;
 const int s_maxSpares = 4;
+// How long writeUnwritten() goes on while other threads keep adding lines.
+const int s_endWritingMs = 500;
 
 int paddedSize(int size)
 {
@@ -161,13 +164,20 @@ void LineJournal::appendRecorder()
 }
 
 LineJournal::Reader::Reader(LineJournal &journal)
-    : journal(journal)
+    : journal(journal), reading(true)
 {
     journal.readMutex.lock();
 }
 
+LineJournal::Reader::Reader(LineJournal &journal, int timeoutMs)
+    : journal(journal), reading(journal.readMutex.tryLock(qMax(0, timeoutMs)))
+{
+}
+
 LineJournal::Reader::~Reader()
 {
+    if (!reading)
+        return;
     markWritten();
     journal.readMutex.unlock();
 }
@@ -214,6 +224,10 @@ void LineJournal::Reader::next()
 void LineJournal::Reader::markWritten()
 {
     journal.writtenSeq.store(journal.readSeq, std::memory_order_release);
+    // A reader that has read nothing has passed no chunk: the first one may
+    // have come in since it looked.
+    if (!journal.readChunk)
+        return;
     // Chunks before the one being read hold only written lines.
     Chunk *chunk = journal.head.load(std::memory_order_relaxed);
     while (chunk && chunk != journal.readChunk) {
@@ -225,6 +239,48 @@ void LineJournal::Reader::markWritten()
         journal.recycle(chunk);
         chunk = next;
     }
+}
+
+int LineJournal::Reader::skipBeyond(qint64 bytes)
+{
+    const char *text;
+    int size;
+    if (!peek(&text, &size))
+        return 0;
+    // What waits: the rest of the chunk being read and every chunk after it.
+    qint64 waiting = 0;
+    int offset = journal.readOffset;
+    for (Chunk *chunk = journal.readChunk; chunk; chunk = chunk->next.load(std::memory_order_acquire)) {
+        waiting += chunk->used.load(std::memory_order_acquire) - offset;
+        offset = 0;
+    }
+    int skipped = 0;
+    while (waiting > bytes && peek(&text, &size)) {
+        waiting -= paddedSize(size);
+        next();
+        ++skipped;
+    }
+    return skipped;
+}
+
+bool LineJournal::writeUnwritten(int timeoutMs)
+{
+    Reader reader(*this, timeoutMs);
+    const int fd = fdForCrash();
+    if (!reader.isReading() || fd < 0)
+        return false;
+    QElapsedTimer timer;
+    timer.start();
+    const char *text;
+    int size;
+    // Threads that go on logging must not keep this writing for good.
+    for (int n = 1; reader.peek(&text, &size); ++n) {
+        writeAll(fd, text, size);
+        reader.next();
+        if (n % 64 == 0 && timer.elapsed() > s_endWritingMs)
+            break;
+    }
+    return true;
 }
 
 QTLOG_COLD void LineJournal::dumpForCrash(int fd) const

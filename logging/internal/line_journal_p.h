@@ -55,16 +55,30 @@ public:
     {
     public:
         explicit Reader(LineJournal &journal);
+        // Waits at most timeoutMs for the previous reader; see isReading().
+        Reader(LineJournal &journal, int timeoutMs);
         ~Reader();
+        // False when the reader gave up waiting: it must not be used.
+        bool isReading() const { return reading; }
         // The next committed line with its line end; false when there is none.
         bool peek(const char **text, int *size);
         void next();
         void markWritten();
+        // Passes over the oldest lines until those left take no more than
+        // bytes; returns how many it passed.
+        int skipBeyond(qint64 bytes);
 
     private:
         Q_DISABLE_COPY(Reader)
         LineJournal &journal;
+        bool reading;
     };
+
+    // Writes the unwritten lines where a crash would, as a drain does, once
+    // the drain under way (if any) has ended: waits at most timeoutMs for it.
+    // Lines that other threads keep adding are written for half a second at
+    // most. False when nothing could be written.
+    bool writeUnwritten(int timeoutMs);
 
     // Writes every unwritten line to fd, then the recorder's lines.
     // Async-signal-safe.

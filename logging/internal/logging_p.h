@@ -24,6 +24,10 @@ public:
     // Where Qt hands over a QString: takes a record that this thread has just
     // encoded without converting its header. False for any other text.
     static bool messageText(QtMsgType type, const QString &text);
+    // The handler after shutdown: a qFatal or a Critical record goes to
+    // standard error as one line in the built-in format, nothing else
+    // anywhere.
+    static void messageAfterShutdown(QtMsgType type, const char *text);
 
     // The process-wide initialised flag. Once true it stays true; while it is
     // false it takes the value of set. Returns the flag's value after that.
@@ -35,6 +39,12 @@ public:
 
 private:
     Q_DISABLE_COPY(InitializerPrivate)
+
+    // Writes what waits for the destinations, from any thread; waits for
+    // other threads' drains for half a second at most.
+    void writeBeforeEnd();
+    // At exit(), or a return from main, while an Initializer is in charge.
+    static void atExit();
 
     QScopedPointer<Config> config;
     QScopedPointer<DPConsole> console;

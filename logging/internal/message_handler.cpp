@@ -3,6 +3,7 @@
 // same thread is delivered after it.
 
 #include <logging/destpoint.h>
+#include <logging/log_record_formater.h>
 
 #include "local_time_p.h"
 #include "log_record_p.h"
@@ -11,6 +12,8 @@
 #include "qt_compat_p.h"
 #include "report_deferral_p.h"
 #include "thread_state_p.h"
+
+#include <QtCore/QMutex>
 
 #include <cstdio>
 #include <cstring>
@@ -87,6 +90,13 @@ inline QByteArray localText(const QString &text, int from)
 } // namespace compat
 
 namespace {
+
+// The built-in format, for the lines written after shutdown.
+struct PlainLines
+{
+    QMutex mutex;
+    LogRecordFormater formater;
+};
 
 // Rounds of held-back messages that one call of the handler delivers. The
 // library's own chains are short: a record, a report of its drain, and that
@@ -194,6 +204,27 @@ void InitializerPrivate::messageFinished(QtMsgType type, const char *text)
     ++state.deferDepth;
     deliver(type, QByteArray::fromRawData(text, size), held && state.held.emitting);
     deliverPending();
+}
+
+void InitializerPrivate::messageAfterShutdown(QtMsgType type, const char *text)
+{
+    // The destinations are gone, but a qFatal (Qt's "QThread: Destroyed
+    // while thread is still running", say) or a Critical record still tells
+    // why the process ends.
+    const QByteArray bytes(text);
+    QSharedPointer<LogRecord> record = LogRecord::fromByteArray(bytes);
+    if (record ? record->level != Critical : levelOfMessageType(type) != Critical)
+        return;
+    if (!record) {
+        record = compat::makeShared<LogRecord>(Critical, currentDateTime(), QString::fromLatin1("qt"),
+                                               bytes, QByteArray(), QByteArray(), 0);
+    }
+    // Never destroyed: the process may be ending.
+    static PlainLines *const plain = new PlainLines;
+    QMutexLocker locker(&plain->mutex);
+    const QByteArray line = plain->formater.format(*record);
+    fprintf(stderr, "%s\n", line.constData());
+    fflush(stderr);
 }
 
 bool InitializerPrivate::messageText(QtMsgType, const QString &text)

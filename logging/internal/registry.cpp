@@ -9,14 +9,20 @@
 #include "crash_p.h"
 #include "drain_relay_p.h"
 #include "level_ceiling_p.h"
+#include "line_journal_p.h"
+#include "local_time_p.h"
 #include "report_deferral_p.h"
 #include "qt_compat_p.h"
 
 #include <atomic>
 
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QPair>
 #include <QtCore/QThread>
 
 #include <climits>
+
+#include <unistd.h>
 
 namespace logging {
 
@@ -155,6 +161,51 @@ QTLOG_COLD void DestPoint::AllDestPointsManager::applyCurrentConfig(DestPoint *d
     destination->setActive(applied->active().contains(
         QString::fromLatin1(destination->confName()), Qt::CaseSensitive));
     configure(destination, *applied);
+}
+
+void DestPoint::AllDestPointsManager::writeBeforeEnd(const QList<DestPoint *> &lineKeepers,
+                                                     int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    // Records queued for a destination that another thread drains: that
+    // thread may still take them. Those of this thread it cannot any more.
+    QList<QPair<QByteArray, int> > left;
+    for (;;) {
+        bool waiting = false;
+        left.clear();
+        {
+            QReadLocker locker(&lock);
+            for (DestPoint *destination : destinations) {
+                const int queued = destination->journal ? 0 : destination->queuedRecords();
+                if (queued == 0)
+                    continue;
+                left.append(qMakePair(QByteArray(destination->confName()), queued));
+                waiting = waiting || destination->thread() != QThread::currentThread();
+            }
+        }
+        if (!waiting || timer.elapsed() >= timeoutMs)
+            break;
+        usleep(5 * 1000);
+    }
+
+    // Said where the lines go, in their own formats.
+    for (const QPair<QByteArray, int> &undelivered : left) {
+        const LogRecord report(Warning, currentDateTime(), QLatin1String("logging"),
+                               QByteArray::number(undelivered.second) + " records for \""
+                                   + undelivered.first
+                                   + "\" not delivered: its thread did not take them before the end",
+                               "void logging::DestPoint::AllDestPointsManager::writeBeforeEnd()",
+                               __FILE__, __LINE__);
+        for (DestPoint *destination : lineKeepers) {
+            if (destination->isActive() && destination->journal)
+                destination->insertLine(report);
+        }
+    }
+    for (DestPoint *destination : lineKeepers) {
+        if (destination->journal)
+            destination->journal->writeUnwritten(int(qMax(qint64(1), timeoutMs - timer.elapsed())));
+    }
 }
 
 bool DestPoint::AllDestPointsManager::reachable(DestPoint *destination)
