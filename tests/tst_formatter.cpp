@@ -85,8 +85,10 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("format");
         QTest::addColumn<QString>("expected");  // one text per record, joined with '|'
         // Records: 10:00:00.100, 10:00:00.900, 10:00:01.000, 10:00:01.001,
-        // then the clock set back to 09:59:59.500, then 10:00:03.000 the next day.
-        QTest::newRow("#t") << QByteArray("#t") << "10:00:00|     900|     000|10:00:01|     500|10:00:03";
+        // then the clock set back to 09:59:59.500 (a full time again: the
+        // milliseconds alone would read as 10:00:01.500), then 10:00:03.000
+        // the next day.
+        QTest::newRow("#t") << QByteArray("#t") << "10:00:00|     900|     000|10:00:01|09:59:59|10:00:03";
         QTest::newRow("#tT") << QByteArray("#tT") << "10:00:00|10:00:00|10:00:01|10:00:01|09:59:59|10:00:03";
         QTest::newRow("day header with time")
             << QByteArray("#td#tT")
