@@ -29,6 +29,9 @@ enum Level
 
 // One log event. Never changed after creation; shared between the queues of
 // all destinations as QSharedPointer<LogRecord> and read without a lock.
+//
+// Every constructor takes the process, the calling thread and, unless it is
+// given, the time since boot as they are when the record is made.
 class QTLOG_EXPORT LogRecord
 {
 public:
@@ -37,6 +40,11 @@ public:
     LogRecord(Level level, const QDateTime &dateTime, const QString &module,
               const QByteArray &message, const QByteArray &function,
               const QByteArray &file, int line);
+    // Every field as given.
+    LogRecord(Level level, const QDateTime &dateTime, const QString &module,
+              const QByteArray &message, const QByteArray &function,
+              const QByteArray &file, int line, qint64 bootTime, int processId,
+              int threadId, const QString &threadName);
 
     // Transport header of this record for Qt's message channel: the marker
     // "DStLg", the base64 field block and "!". The message is not part of it.
@@ -59,6 +67,10 @@ public:
     QByteArray function;    // the caller's pretty function name
     QByteArray file;        // the caller's source path
     int line;               // 0 when unknown
+    qint64 bootTime;        // milliseconds since boot, counted through suspend
+    int processId;
+    int threadId;           // the kernel's id of the thread that made it
+    QString threadName;     // its QThread's object name, else the system's name
 };
 
 } // namespace logging

@@ -165,6 +165,10 @@ private Q_SLOTS:
             << 1 << (QStringList() << ":2: warning: unknown format item \"#x\""
                      << ":2: warning: a '#' at the end of the format is dropped"
                      << "0 x message text");
+        QTest::newRow("escape and the newer items") << QByteArray("escape = 0\n[file]\nescape = yes\nformat = #n #tu #pp #pt #pn #mf\n")
+            << 1 << (QStringList() << ":3: warning: the value \"yes\" of \"escape\" is not understood"
+                     << "escape = 0 from the global section" << "escape = yes from [file]" << "1 warning"
+                     << "2 12345.679 1234 1234 player message text");
     }
 
     void checker()

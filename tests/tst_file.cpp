@@ -23,10 +23,9 @@ class TestFile : public QObject
         Config(dir->file("log.conf"), false).refresh();
     }
 
-    void log(const QByteArray &message, Level level = Info)
+    void log(const QByteArray &message, Level level = Info, const QDateTime &time = QDateTime::currentDateTime())
     {
-        dest->insertLogRecord(QSharedPointer<LogRecord>(
-            new LogRecord(record(level, QDateTime::currentDateTime(), "app", message))));
+        dest->insertLogRecord(QSharedPointer<LogRecord>(new LogRecord(record(level, time, "app", message))));
         dest->outItems();
     }
 
@@ -191,19 +190,55 @@ private Q_SLOTS:
         QVERIFY2(reports.first().startsWith("Error open log-file: \""), reports.first().constData());
     }
 
+    // A file that another program rotated, or that the library rotated or
+    // opened anew, starts with the day header of its first line.
+    void dayHeaderInEveryFile_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QByteArray>("current");
+        QTest::addColumn<QByteArray>("old");     // app.log.1, or app.log.old
+        const QByteArray day("--- 2026-11-22\n");
+        QTest::newRow("rotated") << "rotate" << day + "10:00:02 three\n" << day + "10:00:01 two\n";
+        QTest::newRow("renamed") << "rename" << day + "10:00:02 three\n" << day + "10:00:00 one\n10:00:01 two\n";
+        QTest::newRow("deleted") << "delete" << day + "10:00:02 three\n" << QByteArray();
+        QTest::newRow("truncated") << "truncate" << day + "10:00:01 two\n10:00:02 three\n" << QByteArray();
+    }
+
+    void dayHeaderInEveryFile()
+    {
+        QFETCH(QString, action);
+        QFETCH(QByteArray, current);
+        QFETCH(QByteArray, old);
+        configure(action == "rotate" ? "format = #td#tT #mf\nmax_size = 30\n" : "format = #td#tT #mf\n");
+        log("one", Info, at(10, 0, 0, 0));
+        if (action == "delete")
+            QVERIFY(QFile::remove(dir->file("app.log")));
+        else if (action == "rename")
+            QVERIFY(QFile::rename(dir->file("app.log"), dir->file("app.log.old")));
+        else if (action == "truncate")
+            QVERIFY(QFile::resize(dir->file("app.log"), 0));
+        log("two", Info, at(10, 0, 1, 0));
+        if (action == "rename" || action == "delete")
+            QTest::qWait(1100);
+        log("three", Info, at(10, 0, 2, 0));
+        QCOMPARE(readFile(dir->file("app.log")), current);
+        QCOMPARE(readFile(dir->file(action == "rotate" ? "app.log.1" : "app.log.old")), old);
+    }
+
     // In normal operation the recorder writes nothing until an Error, then
-    // its records before the Error's own line.
+    // its records before the Error's own line. Its records have no number
+    // in the file's sequence.
     void recorderBeforeError()
     {
-        configure("format = #lc #mf\nlevel = 2\nrecorder = 3\nrecorder_level = 4\n");
+        configure("format = #n #lc #mf\nlevel = 2\nrecorder = 3\nrecorder_level = 4\n");
         const Level levels[] = { Debug, Trace, Info, Warning, Debug, Info, Error, Debug, Critical };
         for (int i = 0; i < 9; ++i)
             log(QByteArray::number(i), levels[i]);
         QCOMPARE(readFile(dir->file("app.log")), QByteArray(
-            "w 3\n---- flight recorder: 3 records follow ----\ni 2\nd 4\ni 5\n"
-            "---- flight recorder: end of 3 records ----\ne 6\n"
-            "---- flight recorder: 1 record follows ----\nd 7\n"
-            "---- flight recorder: end of 1 record ----\nc 8\n"));
+            "1 w 3\n---- flight recorder: 3 records follow ----\n- i 2\n- d 4\n- i 5\n"
+            "---- flight recorder: end of 3 records ----\n2 e 6\n"
+            "---- flight recorder: 1 record follows ----\n- d 7\n"
+            "---- flight recorder: end of 1 record ----\n3 c 8\n"));
     }
 };
 

@@ -13,9 +13,10 @@ class TestFormatter : public QObject
     TempDir dir;
 
     // Loads format and trace_format into formatter through a settings file.
-    void configure(LogRecordFormater &formatter, const QByteArray &format, const QByteArray &trace = QByteArray())
+    void configure(LogRecordFormater &formatter, const QByteArray &format, const QByteArray &trace = QByteArray(),
+                   const QByteArray &keys = QByteArray())
     {
-        writeFile(dir.file("log.conf"), "[console]\nformat = " + format + "\ntrace_format = " + trace + "\n");
+        writeFile(dir.file("log.conf"), "[console]\nformat = " + format + "\ntrace_format = " + trace + "\n" + keys);
         Config config(dir.file("log.conf"), false);
         formatter.reloadConfig(config, "console");
     }
@@ -57,6 +58,10 @@ private Q_SLOTS:
         QTest::newRow("p after module") << QByteArray("#cmp") << 2 << QByteArray("netp");
         QTest::newRow("#c at the end") << QByteArray("#c") << 2 << QByteArray("net");
         QTest::newRow("file, name, function") << QByteArray("#cf #cF #cu") << 2 << QByteArray("/src/a/b.cpp b.cpp void f()");
+        QTest::newRow("process, thread, name") << QByteArray("#pp #pt #pn") << 2 << QByteArray("77 4242 worker");
+        QTest::newRow("#p is the process") << QByteArray("#p|#px") << 2 << QByteArray("77|77x");
+        QTest::newRow("time since boot") << QByteArray("#tu #tuf'hh'") << 2 << QByteArray("12345.006 12345.006");
+        QTest::newRow("sequence") << QByteArray("#n|#n|#nx") << 2 << QByteArray("1|1|1x");
     }
 
     void format()
@@ -67,8 +72,40 @@ private Q_SLOTS:
         LogRecordFormater formatter;
         if (!format.isNull())
             configure(formatter, format);
-        QCOMPARE(formatter.format(record(Level(level), at(14, 3, 7, 250), "net", "a\nb", "/src/a/b.cpp", 42)),
-                 expected);
+        LogRecord r = record(Level(level), at(14, 3, 7, 250), "net", "a\nb", "/src/a/b.cpp", 42);
+        r.processId = 77;
+        r.threadId = 4242;
+        r.threadName = QLatin1String("worker");
+        r.bootTime = Q_INT64_C(12345006);
+        QCOMPARE(formatter.format(r), expected);
+    }
+
+    // Control characters in every field that a record brings; the message
+    // items keep the meaning of their line feeds.
+    void escape_data()
+    {
+        QTest::addColumn<QByteArray>("format");
+        QTest::addColumn<QByteArray>("text");       // message, module, file, function and thread name
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("#ms") << QByteArray("#ms2") << QByteArray("a\r\nb\x1b") << QByteArray("a\\x0d\n  b\\x1b");
+        QTest::newRow("#md") << QByteArray("#md") << QByteArray("a\b\nb") << QByteArray("a\\x08 b");
+        QTest::newRow("#mf") << QByteArray("#mf") << QByteArray("a\nb\x7f\t") << QByteArray("a\nb\\x7f\t");
+        QTest::newRow("fields") << QByteArray("#cm|#cf|#cF|#cu|#pn") << QByteArray("x/\n\x1b")
+                                << QByteArray("x/\\x0a\\x1b|x/\\x0a\\x1b|\\x0a\\x1b|x/\\x0a\\x1b|x/\\x0a\\x1b");
+        QTest::newRow("off") << QByteArray("#ms2|#cm") << QByteArray("a\r\nb\x1b") << QByteArray("a\r\n  b\x1b|a\r\nb\x1b");
+    }
+
+    void escape()
+    {
+        QFETCH(QByteArray, format);
+        QFETCH(QByteArray, text);
+        QFETCH(QByteArray, expected);
+        LogRecordFormater formatter;
+        configure(formatter, format, QByteArray(), QTest::currentDataTag() == QByteArray("off") ? "escape = 0\n" : "");
+        LogRecord r = record(Info, at(14, 3, 7, 250), QString::fromLatin1(text), text, text);
+        r.function = text;
+        r.threadName = QString::fromLatin1(text);
+        QCOMPARE(formatter.format(r), expected);
     }
 
     void emptyFields()
@@ -85,8 +122,10 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("format");
         QTest::addColumn<QString>("expected");  // one text per record, joined with '|'
         // Records: 10:00:00.100, 10:00:00.900, 10:00:01.000, 10:00:01.001,
-        // then the clock set back to 09:59:59.500, then 10:00:03.000 the next day.
-        QTest::newRow("#t") << QByteArray("#t") << "10:00:00|     900|     000|10:00:01|     500|10:00:03";
+        // then the clock set back to 09:59:59.500 (a full time again: the
+        // milliseconds alone would read as 10:00:01.500), then 10:00:03.000
+        // the next day.
+        QTest::newRow("#t") << QByteArray("#t") << "10:00:00|     900|     000|10:00:01|09:59:59|10:00:03";
         QTest::newRow("#tT") << QByteArray("#tT") << "10:00:00|10:00:00|10:00:01|10:00:01|09:59:59|10:00:03";
         QTest::newRow("day header with time")
             << QByteArray("#td#tT")

@@ -4,11 +4,17 @@
 #include <logging/dp_buffer.h>
 #include <logging/logging.h>
 
+#include "logging/internal/local_time_p.h"
 #include "logging/internal/logging_p.h"
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
+#include <thread>
+#include <time.h>
 #include <unistd.h>
 
 using namespace logging;
@@ -173,6 +179,78 @@ private Q_SLOTS:
         const QStringList lines = sink->getLines();
         QVERIFY(lines.at(lines.size() - 2).startsWith("2|inner|") && lines.at(lines.size() - 2).endsWith("|" + streamed(QString("in"))));
         QVERIFY(lines.last().startsWith("3|outer|") && lines.last().endsWith("|" + streamed(QString("value"))));
+    }
+
+    // Process, thread and time since boot are those of the logging thread
+    // when the record was made, whichever thread writes it.
+    void threadsAndProcess()
+    {
+        writeFile(dir.file("ids.conf"), "[gui_buffer]\nlevel = 5\nformat = #pp|#pt|#pn|#tu|#mf\n");
+        Config(dir.file("ids.conf"), false).refresh();
+        const int from = sink->getLines().size();
+        QStringList expected;   // "pid|tid|name|", one per record
+        QMutex mutex;
+        const auto logHere = [&](const char *systemName) {
+            if (systemName)
+                pthread_setname_np(pthread_self(), systemName);
+            char name[17] = { 0 };
+            prctl(PR_GET_NAME, name, 0, 0, 0);
+            const QString objectName = QThread::currentThread()->objectName();
+            QMutexLocker locker(&mutex);
+            expected << QString::fromLatin1("%1|%2|%3|").arg(getpid()).arg(long(syscall(SYS_gettid)))
+                            .arg(objectName.isEmpty() ? QString::fromLocal8Bit(name) : objectName);
+            QTLOG_INFO("ids") << expected.size();
+        };
+        logHere(nullptr);                               // the main thread: the executable's name
+        WorkThread named([&] { logHere(nullptr); });
+        named.setObjectName("a QThread with a long name");
+        WorkThread unnamed([&] { logHere(nullptr); }); // the name Qt gave the system thread
+        named.start();
+        QVERIFY(named.wait(10000));
+        unnamed.start();
+        QVERIFY(unnamed.wait(10000));
+        std::thread([&] { logHere("plain thread"); }).join();
+        QVERIFY(waitUntil([&]() { return sink->getLines().size() >= from + 4; }));
+        timespec now;
+        clock_gettime(CLOCK_BOOTTIME, &now);
+        const QStringList lines = sink->getLines().mid(from);
+        QCOMPARE(lines.size(), 4);
+        for (int i = 0; i < 4; ++i) {
+            QVERIFY2(lines.at(i).startsWith(expected.at(i)), qPrintable(lines.at(i) + " / " + expected.at(i)));
+            const QString boot = lines.at(i).split(QLatin1Char('|')).at(3);   // seconds, three decimals
+            QVERIFY2(boot.indexOf(QLatin1Char('.')) == boot.size() - 4
+                         && qAbs(boot.toDouble() - double(now.tv_sec)) < 10, qPrintable(boot));
+        }
+        refreshWith("active = console file\n[file]\nfilename = " + QFile::encodeName(dir.file("app.log")) + "\n");
+    }
+
+    // The library's clock is moved through its hook for tests, as NTP or
+    // "date -s" would move the system's: one record tells of each step of
+    // more than a second, before the first record made after it.
+    void clockSteps()
+    {
+        writeFile(dir.file("clock.conf"), "[gui_buffer]\nlevel = 5\nformat = #td#tT|#ln|#cm|#mf\n");
+        Config(dir.file("clock.conf"), false).refresh();
+        const int from = sink->getLines().size();
+        const int shifts[] = { 500, 0, 86400000, 0 };
+        for (int i = 0; i < 4; ++i) {
+            setWallClockShift(shifts[i]);
+            QTLOG_INFO("app") << "record" << i;
+        }
+        const QStringList lines = sink->getLines().mid(from);
+        QCOMPARE(lines.size(), 6);
+        const QString today = QDate::currentDate().toString("yyyy-MM-dd");
+        const QString tomorrow = QDate::currentDate().addDays(1).toString("yyyy-MM-dd");
+        const QString step = "|2|logging.clock|Clock stepped by ";
+        QVERIFY2(lines.at(2).startsWith("--- " + tomorrow + "\n")
+                     && lines.at(2).contains(step + "+86400.000 s, the time is now " + tomorrow + " "),
+                 qPrintable(lines.at(2)));
+        QVERIFY(lines.at(3).endsWith("|3|app|" + streamed(QString("record 2"))));
+        QVERIFY2(lines.at(4).startsWith("--- " + today + "\n")
+                     && lines.at(4).contains(step + "-86400.000 s, the time is now " + today + " "),
+                 qPrintable(lines.at(4)));
+        QCOMPARE(count("logging.clock", from), 2);
+        refreshWith("active = console file\n[file]\nfilename = " + QFile::encodeName(dir.file("app.log")) + "\n");
     }
 
     void unwritableFiles_data()

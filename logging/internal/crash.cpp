@@ -86,7 +86,19 @@ void writeCrashRecord(int fd, int signal)
     } else if (prctl(PR_GET_NAME, name, 0, 0, 0) == 0 && name[0]) {
         out = putText(out, " \"");
         name[16] = 0;
-        out = putText(out, name);
+        // Control characters escaped, as in every other line.
+        static const char hex[] = "0123456789abcdef";
+        for (const char *p = name; *p; ++p) {
+            const unsigned char c = static_cast<unsigned char>(*p);
+            if (c < 0x20 || c == 0x7f) {
+                *out++ = '\\';
+                *out++ = 'x';
+                *out++ = hex[c >> 4];
+                *out++ = hex[c & 0xf];
+            } else {
+                *out++ = char(c);
+            }
+        }
         *out++ = '"';
     }
     *out++ = '\n';

@@ -138,8 +138,9 @@ void DestPoint::insertLine(const LogRecord &record)
         formater.restart();
     }
     int size;
-    const char *text = formater.formatLine(record, &size);
-    journal->append(text, size);
+    int dayHeader;
+    const char *text = formater.formatLine(record, &size, &dayHeader);
+    journal->append(text, size, dayHeader);
 }
 
 QByteArray DestPoint::formatAlone(const LogRecord &record)

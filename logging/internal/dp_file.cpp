@@ -226,11 +226,19 @@ void DPFile::outItems()
     if (d->dropped > 0)
         d->writeDropped();
     bool wrote = false;
+    bool checked = false;
+    int dayHeader;
     LineWriter out(d->file->handle());
     // Once a crash is being handled, its handler writes what is left.
-    while (reader.peek(&text, &size) && !crash::crashing()) {
+    while (reader.peek(&text, &size, &dayHeader) && !crash::crashing()) {
         wrote = true;
-        if (d->needsRotation(size)) {
+        if (dayHeader > 0 && !checked) {
+            // Lines with a day header: a file that another program has
+            // truncated since (copytruncate) is a new file. Once a drain.
+            checked = true;
+            d->checkTruncated();
+        }
+        if (d->needsRotation(size - dayHeader)) {
             // What has been written stays in the old file.
             d->writeErrno = out.flush();
             reader.markWritten();
@@ -246,6 +254,12 @@ void DPFile::outItems()
             }
             out = LineWriter(d->file->handle());
         }
+        // The day header only where the line begins a file.
+        if (!d->begun) {
+            text += dayHeader;
+            size -= dayHeader;
+        }
+        d->begun = false;
         out.add(text, size);
         d->size += size;
         reader.next();

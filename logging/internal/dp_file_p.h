@@ -28,7 +28,7 @@ class DPFilePrivate
 public:
     explicit DPFilePrivate(DPFile *q)
         : q(q), file(nullptr), problemReported(false), renameReported(false), openFailing(false),
-          dropped(0), maxSize(0), maxFiles(1), size(0), regular(false), device(0), inode(0),
+          dropped(0), maxSize(0), maxFiles(1), size(0), regular(false), begun(false), device(0), inode(0),
           writeErrno(0)
     {
     }
@@ -64,6 +64,11 @@ public:
     void writeDropped();
     // False when the file no longer has its name (renamed or deleted).
     bool hasName();
+    // Takes the file's size anew; a file that has shrunk (truncated by
+    // another program) begins again.
+    void takeSize(qint64 now);
+    // Takes the size of the open file anew.
+    void checkTruncated();
     // True when a line of length bytes calls for a rotation first.
     bool needsRotation(qint64 length) const;
     // Shifts the old files by one and opens a new, empty file by the name.
@@ -82,6 +87,8 @@ public:
     int maxFiles;
     qint64 size;            // bytes in the file, as far as known here
     bool regular;           // a regular file, which can be rotated
+    bool begun;             // a regular file that no line has gone into yet: its
+                            // first line needs the day header of its date
     dev_t device;           // the open file's identity
     ino_t inode;
     int writeErrno;         // errno of the last failed write; 0: none since the open

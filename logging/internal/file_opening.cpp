@@ -60,6 +60,7 @@ void DPFilePrivate::reopen()
         if (::fstat(fd, &st) == 0) {
             regular = S_ISREG(st.st_mode);
             size = regular ? qint64(st.st_size) : 0;
+            begun = regular && size == 0;
             device = st.st_dev;
             inode = st.st_ino;
         }
@@ -95,8 +96,22 @@ bool DPFilePrivate::hasName()
         return false;
     // Another program may have truncated it (logrotate's copytruncate).
     if (regular)
-        size = st.st_size;
+        takeSize(st.st_size);
     return true;
+}
+
+void DPFilePrivate::takeSize(qint64 now)
+{
+    if (now < size || now == 0)
+        begun = true;
+    size = now;
+}
+
+void DPFilePrivate::checkTruncated()
+{
+    struct stat st;
+    if (regular && !begun && file && ::fstat(file->handle(), &st) == 0)
+        takeSize(st.st_size);
 }
 
 } // namespace logging

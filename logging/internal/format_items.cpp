@@ -10,12 +10,12 @@ namespace logging {
 
 namespace {
 
-void appendNumber(OutFItemStream &out, int value)
+void appendNumber(OutFItemStream &out, qint64 value)
 {
-    char digits[16];
+    char digits[24];
     char *end = digits + sizeof digits;
     char *p = end;
-    unsigned magnitude = value < 0 ? 0u - unsigned(value) : unsigned(value);
+    quint64 magnitude = value < 0 ? 0 - quint64(value) : quint64(value);
     do {
         *--p = char('0' + magnitude % 10);
         magnitude /= 10;
@@ -25,6 +25,32 @@ void appendNumber(OutFItemStream &out, int value)
     out.append(p, int(end - p));
 }
 
+struct ByteArrayOut
+{
+    QByteArray &text;
+    void append(const char *data, int size) { text.append(data, size); }
+    bool full() const { return false; }
+};
+
+// The local 8-bit text of text, escaped or not, kept while text and the
+// setting stay the same.
+const QByteArray &cachedText(const QString &text, LogRecordFormater::State::TextCache &cache,
+                             bool escape)
+{
+    if (text.isNull() != cache.key.isNull() || escape != cache.escaped || text != cache.key) {
+        cache.key = text;
+        cache.escaped = escape;
+        cache.text = text.toLocal8Bit();
+        if (escape && !plainText(cache.text.constData(), cache.text.size())) {
+            const QByteArray local = cache.text;
+            cache.text.clear();
+            ByteArrayOut out = { cache.text };
+            writeEscaped(out, local.constData(), local.size(), false);
+        }
+    }
+    return cache.text;
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -32,12 +58,12 @@ void appendNumber(OutFItemStream &out, int value)
 
 const QByteArray &OutFItemStream::moduleText()
 {
-    const QString &module = record->module;
-    if (module.isNull() != state->module.isNull() || module != state->module) {
-        state->module = module;
-        state->moduleText = module.toLocal8Bit();
-    }
-    return state->moduleText;
+    return cachedText(record->module, state->module, escape);
+}
+
+const QByteArray &OutFItemStream::threadNameText()
+{
+    return cachedText(record->threadName, state->threadName, escape);
 }
 
 // ---------------------------------------------------------------------------
@@ -91,6 +117,16 @@ void FItemTime::out(OutFItemStream &out) const
         append2Stream(out, "hh:mm:ss");
         out.timeWritten = true;
         break;
+    case BootTime: {
+        const qint64 boot = out.record->bootTime;
+        if (boot < 0)
+            break;
+        appendNumber(out, boot / 1000);
+        const char fraction[4] = { '.', char('0' + boot / 100 % 10), char('0' + boot / 10 % 10),
+                                   char('0' + boot % 10) };
+        out.append(fraction, 4);
+        break;
+    }
     default:
         break;
     }
@@ -99,17 +135,21 @@ void FItemTime::out(OutFItemStream &out) const
 void FItemMessText::out(OutFItemStream &out) const
 {
     const QByteArray &message = out.record->message;
+    const char *data = message.constData();
+    const char *end = data + message.size();
+    if (out.escape && plainText(data, message.size())) {
+        out.append(message);    // nothing to escape, no line feed
+        return;
+    }
     if (mode == Full || (mode == Indented && indent <= 0)) {
-        out.append(message);
+        out.appendText(data, message.size(), true);
         return;
     }
     // Each line feed becomes a line feed and the indent, or one blank. Built
     // piece by piece, so that a message of many lines costs no more than
     // what fits into the record.
-    const char *data = message.constData();
-    const char *end = data + message.size();
     if (!std::memchr(data, '\n', size_t(end - data))) {
-        out.append(message);
+        out.appendText(data, message.size(), false);
         return;
     }
     QByteArray lineBreak;
@@ -124,10 +164,10 @@ void FItemMessText::out(OutFItemStream &out) const
     while (!out.cut) {
         const char *feed = static_cast<const char *>(std::memchr(data, '\n', size_t(end - data)));
         if (!feed) {
-            out.append(data, int(end - data));
+            out.appendText(data, int(end - data), false);
             break;
         }
-        out.append(data, int(feed - data));
+        out.appendText(data, int(feed - data), false);
         out.append(lineBreak);
         data = feed + 1;
     }
@@ -141,11 +181,11 @@ void FItemCallPos::out(OutFItemStream &out) const
         out.append(out.moduleText());
         break;
     case File:
-        out.append(record.file);
+        out.appendText(record.file);
         break;
     case FileName: {
         const int slash = record.file.lastIndexOf('/');
-        out.append(record.file.constData() + slash + 1, record.file.size() - slash - 1);
+        out.appendText(record.file.constData() + slash + 1, record.file.size() - slash - 1, false);
         break;
     }
     case Line:
@@ -156,11 +196,36 @@ void FItemCallPos::out(OutFItemStream &out) const
         }
         break;
     case Function:
-        out.append(record.function);
+        out.appendText(record.function);
         break;
     default:
         break;
     }
+}
+
+void FItemThread::out(OutFItemStream &out) const
+{
+    switch (mode) {
+    case ProcessId:
+        appendNumber(out, out.record->processId);
+        break;
+    case ThreadId:
+        appendNumber(out, out.record->threadId);
+        break;
+    case ThreadName:
+        out.append(out.threadNameText());
+        break;
+    default:
+        break;
+    }
+}
+
+void FItemSequence::out(OutFItemStream &out) const
+{
+    if (out.state->alone)
+        out.append("-", 1);
+    else
+        appendNumber(out, qint64(out.state->sequence));
 }
 
 } // namespace logging

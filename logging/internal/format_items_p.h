@@ -6,6 +6,7 @@
 
 #include "local_time_p.h"
 #include "log_record_formater_p.h"
+#include "text_escape_p.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
@@ -24,20 +25,28 @@ struct OutFItemStream
     static const int maxText = 1024 * 1024;
 
     OutFItemStream(LogRecordFormater::State *state, const LogRecord *record,
-                   LogRecordFormater::Line &buffer);
+                   LogRecordFormater::Line &buffer, bool escape);
 
     void append(const char *data, int size);
     void append(const QByteArray &text) { append(text.constData(), text.size()); }
+    bool full() const { return cut; }
+    // Appends text that comes from the record: escaped unless escaping is
+    // off (text_escape_p.h). lineFeeds: line feeds are kept as they are.
+    void appendText(const char *data, int size, bool lineFeeds);
+    void appendText(const QByteArray &text) { appendText(text.constData(), text.size(), false); }
 
-    // The record's module as local 8-bit text.
+    // The record's module and thread name as local 8-bit text, escaped as
+    // appendText() would.
     const QByteArray &moduleText();
+    const QByteArray &threadNameText();
 
     LogRecordFormater::State *state;
     const LogRecord *record;
+    bool escape;
     bool timeValid;         // the record's time is valid; then time holds its parts
     TimeParts time;
     bool dateChanged;       // the date differs from the last full time's
-    bool secondChanged;     // more than 1000 ms past the last full time (or none yet)
+    bool secondChanged;     // more than 1000 ms past the last full time, or before it (or none yet)
     bool timeWritten;       // a full time has been written for this record
     bool cut;               // something did not fit
     LogRecordFormater::Line &buffer;
@@ -46,9 +55,10 @@ struct OutFItemStream
 // Both run for every record, in the formatter and in the items: inline, so
 // that neither costs a call.
 inline OutFItemStream::OutFItemStream(LogRecordFormater::State *state, const LogRecord *record,
-                                      LogRecordFormater::Line &buffer)
+                                      LogRecordFormater::Line &buffer, bool escape)
     : state(state)
     , record(record)
+    , escape(escape)
     , timeValid(record->dateTime.isValid())
     , dateChanged(true)
     , secondChanged(!state->haveLast)
@@ -63,7 +73,10 @@ inline OutFItemStream::OutFItemStream(LogRecordFormater::State *state, const Log
             secondChanged = true;
         } else if (state->haveLast) {
             dateChanged = time.day != state->lastDay;
-            secondChanged = time.msecs - state->lastSecond > 1000;
+            // Milliseconds alone would place a record from before the last
+            // full time (the clock set back) after it.
+            const qint64 since = time.msecs - state->lastSecond;
+            secondChanged = since > 1000 || since < 0;
         }
     }
 }
@@ -78,6 +91,14 @@ inline void OutFItemStream::append(const char *data, int size)
         cut = true;
     }
     buffer.append(data, size);
+}
+
+inline void OutFItemStream::appendText(const char *data, int size, bool lineFeeds)
+{
+    if (!escape || plainText(data, size))
+        append(data, size);
+    else
+        writeEscaped(*this, data, size, lineFeeds);
 }
 
 class FormatItem
@@ -108,10 +129,12 @@ public:
     int mode = Char;
 };
 
+// BootTime: the time since boot in seconds with three decimals; it takes no
+// pattern.
 class FItemTime : public FormatItem
 {
 public:
-    enum Mode { DayHeader = 0, Date = 1, AbbreviatedTime = 2, FullTime = 3 };
+    enum Mode { DayHeader = 0, Date = 1, AbbreviatedTime = 2, FullTime = 3, BootTime = 4 };
     void read(ByteArray2CharStream &in) override;
     void out(OutFItemStream &out) const override;
     void append2Stream(OutFItemStream &out, const char *builtinPattern) const;
@@ -154,6 +177,26 @@ public:
 
     int mode = Module;
     char linePrefix = 0;    // 0: none
+};
+
+// The process id, the id of the thread that made the record, its name.
+class FItemThread : public FormatItem
+{
+public:
+    enum Mode { ProcessId = 0, ThreadId = 1, ThreadName = 2 };
+    void read(ByteArray2CharStream &in) override;
+    void out(OutFItemStream &out) const override;
+
+    int mode = ProcessId;
+};
+
+// The record's number among those that the formatter has formatted, from 1;
+// "-" for a record formatted alone (the flight recorder's).
+class FItemSequence : public FormatItem
+{
+public:
+    void read(ByteArray2CharStream &in) override;
+    void out(OutFItemStream &out) const override;
 };
 
 } // namespace logging

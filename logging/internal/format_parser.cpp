@@ -60,7 +60,7 @@ void FItemTime::read(ByteArray2CharStream &in)
         mode = AbbreviatedTime;
         return;
     }
-    const int found = in.lookUp("dDtT");
+    const int found = in.lookUp("dDtTu");
     mode = found < 0 ? AbbreviatedTime : found;
 
     if (in.peek() != 'f')
@@ -120,6 +120,16 @@ void FItemCallPos::read(ByteArray2CharStream &in)
     in.next();
 }
 
+void FItemThread::read(ByteArray2CharStream &in)
+{
+    const int found = in.lookUp("ptn");
+    mode = found < 0 ? ProcessId : found;
+}
+
+void FItemSequence::read(ByteArray2CharStream &)
+{
+}
+
 // ---------------------------------------------------------------------------
 // The parser
 
@@ -143,6 +153,8 @@ void LogRecordFormater::configStringToItems(Items &items, const QByteArray &conf
         case 't': item = new FItemTime; break;
         case 'm': item = new FItemMessText; break;
         case 'c': item = new FItemCallPos; break;
+        case 'p': item = new FItemThread; break;
+        case 'n': item = new FItemSequence; break;
         default: break;     // '#' at the end, or before a non-item letter: dropped
         }
         if (!item) {

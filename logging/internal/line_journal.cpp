@@ -27,7 +27,8 @@ namespace {
 struct LineHeader
 {
     quint32 seq;
-    qint32 size;
+    qint32 size;        // the text's, with the optional day header and the line end
+    qint32 dayHeader;   // the size of the optional day header at its start
 };
 
 const int s_chunkBytes = 64 * 1024;
@@ -116,7 +117,7 @@ void LineJournal::recycle(Chunk *chunk)
     free(chunk);
 }
 
-void LineJournal::append(const char *text, int size)
+void LineJournal::append(const char *text, int size, int dayHeader)
 {
     const int need = paddedSize(size + 1);
     if (!tail || tail->capacity - tail->used.load(std::memory_order_relaxed) < need) {
@@ -131,7 +132,7 @@ void LineJournal::append(const char *text, int size)
     }
     const int at = tail->used.load(std::memory_order_relaxed);
     char *out = tail->data() + at;
-    const LineHeader header = { nextSeq++, size + 1 };
+    const LineHeader header = { nextSeq++, size + 1, dayHeader };
     memcpy(out, &header, sizeof header);
     memcpy(out + sizeof header, text, size_t(size));
     out[sizeof header + size_t(size)] = '\n';
@@ -182,7 +183,7 @@ LineJournal::Reader::~Reader()
     journal.readMutex.unlock();
 }
 
-bool LineJournal::Reader::peek(const char **text, int *size)
+bool LineJournal::Reader::peek(const char **text, int *size, int *dayHeader)
 {
     for (;;) {
         Chunk *chunk = journal.readChunk;
@@ -197,8 +198,11 @@ bool LineJournal::Reader::peek(const char **text, int *size)
             LineHeader header;
             const char *at = chunk->data() + journal.readOffset;
             memcpy(&header, at, sizeof header);
-            *text = at + sizeof header;
-            *size = header.size;
+            const int skip = dayHeader ? 0 : header.dayHeader;
+            *text = at + sizeof header + skip;
+            *size = header.size - skip;
+            if (dayHeader)
+                *dayHeader = header.dayHeader;
             return true;
         }
         Chunk *next = chunk->next.load(std::memory_order_acquire);
@@ -309,8 +313,9 @@ QTLOG_COLD void LineJournal::dumpForCrash(int fd) const
             memcpy(&header, chunk->data() + offset, sizeof header);
             if (header.size <= 0 || header.size > used - offset - int(sizeof header))
                 break;
+            const int skip = header.dayHeader > 0 && header.dayHeader < header.size ? header.dayHeader : 0;
             if (qint32(header.seq - written) >= 0)
-                writeAll(fd, chunk->data() + offset + sizeof header, header.size);
+                writeAll(fd, chunk->data() + offset + sizeof header + skip, header.size - skip);
             offset += paddedSize(header.size);
         }
         if (chunk == last)

@@ -32,8 +32,10 @@ public:
     // Where a crash writes this journal; -1: nowhere.
     void setCrashFd(int fd) { crashFd.store(fd, std::memory_order_release); }
 
-    // Appends text and a line end. The caller holds the queue lock.
-    void append(const char *text, int size);
+    // Appends text and a line end. The caller holds the queue lock. The first
+    // dayHeader bytes of text are a day header that only a file beginning
+    // with this line writes (LogRecordFormater::formatLine()).
+    void append(const char *text, int size, int dayHeader = 0);
 
     // The flight recorder, or null. Set and used under the queue lock; the
     // journal owns it.
@@ -61,7 +63,9 @@ public:
         // False when the reader gave up waiting: it must not be used.
         bool isReading() const { return reading; }
         // The next committed line with its line end; false when there is none.
-        bool peek(const char **text, int *size);
+        // With dayHeader, text and size include the line's optional day
+        // header, and *dayHeader is its size; without, they leave it out.
+        bool peek(const char **text, int *size, int *dayHeader = 0);
         void next();
         void markWritten();
         // Passes over the oldest lines until those left take no more than

@@ -4,6 +4,7 @@
 
 #include "qt_compat_p.h"
 
+#include <atomic>
 #include <ctime>
 #include <sys/time.h>
 
@@ -50,34 +51,60 @@ int offsetOf(time_t second, bool recheckZone)
     return int(local.tm_gmtoff);
 }
 
-// Per thread: the second last looked at and its offset.
-thread_local qint64 t_second = -1;
-thread_local bool t_haveSecond = false;
-thread_local int t_offset = 0;
+// Per thread: the second last looked at and its offset. One object: one
+// look-up of the thread's storage.
+struct ThreadZone
+{
+    qint64 second;
+    bool haveSecond;
+    int offset;
+};
+thread_local ThreadZone t_zone = { -1, false, 0 };
+
+// Milliseconds: 32-bit atomics are what every target has.
+std::atomic<int> s_shiftMsecs(0);
 
 } // namespace
 
-void currentTime(qint64 *msecs, int *offsetSeconds)
+qint64 wallClockMicros()
 {
     struct timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
-    const qint64 second = qint64(now.tv_sec);
-    *msecs = second * 1000 + now.tv_nsec / 1000000;
-    if (!t_haveSecond || second != t_second) {
+    return qint64(now.tv_sec) * 1000000 + now.tv_nsec / 1000
+        + qint64(s_shiftMsecs.load(std::memory_order_relaxed)) * 1000;
+}
+
+int currentOffset(qint64 second)
+{
+    ThreadZone &zone = t_zone;
+    if (!zone.haveSecond || second != zone.second) {
         // A new second: the zone may have changed (DST, a new TZ).
-        t_offset = offsetOf(time_t(second), true);
-        crash::noteLocalOffset(t_offset);
-        t_second = second;
-        t_haveSecond = true;
+        zone.offset = offsetOf(time_t(second), true);
+        crash::noteLocalOffset(zone.offset);
+        zone.second = second;
+        zone.haveSecond = true;
     }
-    *offsetSeconds = t_offset;
+    return zone.offset;
+}
+
+void currentTime(qint64 *msecs, int *offsetSeconds)
+{
+    const qint64 micros = wallClockMicros();
+    *msecs = floorDiv(micros, 1000);
+    *offsetSeconds = currentOffset(floorDiv(micros, 1000000));
+}
+
+void setWallClockShift(int msecs)
+{
+    s_shiftMsecs.store(msecs, std::memory_order_relaxed);
 }
 
 int localOffsetAt(qint64 msecs)
 {
     const qint64 second = floorDiv(msecs, 1000);
-    if (t_haveSecond && second == t_second)
-        return t_offset;
+    const ThreadZone &zone = t_zone;
+    if (zone.haveSecond && second == zone.second)
+        return zone.offset;
     return offsetOf(time_t(second), false);
 }
 

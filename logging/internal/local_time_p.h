@@ -19,6 +19,16 @@ namespace logging {
 // from UTC in seconds.
 void currentTime(qint64 *msecs, int *offsetSeconds);
 
+// The wall clock in microseconds since the epoch (UTC), and the local offset
+// of a second of it, looked up at most once per second and thread.
+qint64 wallClockMicros();
+int currentOffset(qint64 second);
+
+// Moves the wall clock that records are stamped with by msecs (up to about
+// 24 days either way) against the system's, as setting the system's clock
+// would. For tests: 0 undoes it.
+QTLOG_EXPORT void setWallClockShift(int msecs);
+
 // The local offset from UTC at msecs, in seconds.
 int localOffsetAt(qint64 msecs);
 

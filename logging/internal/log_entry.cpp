@@ -4,6 +4,7 @@
 
 #include <logging/logging.h>
 
+#include "clock_step_p.h"
 #include "level_ceiling_p.h"
 #include "local_time_p.h"
 #include "log_record_p.h"
@@ -181,6 +182,16 @@ QDebug toLog(Level level, const QByteArray &module, const QByteArray &file, int 
 
 namespace {
 
+// The report of a step of the wall clock, made before the record that found
+// it, so that it comes first.
+void logClockStep(const RecordTime &time)
+{
+    toLog(Warning, detail::bytes("logging"), detail::bytes(__FILE__), __LINE__,
+          detail::bytes(clockStepFunction), detail::bytes("clock"))
+        << "Clock stepped by" << clockStepAmount(time.stepMsecs).constData()
+        << "s, the time is now" << clockStepNow(time.msecs, time.offset).constData();
+}
+
 QDebug toLogText(Level level, const char *module, int moduleSize, const char *file, int fileSize,
                  bool fileNull, int line, const char *function, int functionSize,
                  bool functionNull, const char *subModule, int subModuleSize, bool statement)
@@ -204,10 +215,12 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
         return QDebug(&state.discarded);
     }
 
+    RecordTime now;
+    readRecordTime(&now);
+    if (Q_UNLIKELY(now.stepMsecs != 0))
+        logClockStep(now);
     LastEncoded &last = state.last;
-    qint64 msecs;
-    int offset;
-    currentTime(&msecs, &offset);
+    const qint64 msecs = now.msecs;
 
     // The module as given, joined and cut at a zero byte; when it is the
     // same as last time, so are its text and its UTF-8 form.
@@ -238,7 +251,13 @@ QDebug toLogText(Level level, const char *module, int moduleSize, const char *fi
     last.level = level;
     last.line = line;
     last.msecs = msecs;
-    last.offset = offset;
+    last.offset = now.offset;
+    last.bootMsecs = now.bootMsecs;
+    // The thread's name is looked up again once a second at most.
+    if (Q_UNLIKELY(!last.thread || now.newSecond || last.forks != forkCount())) {
+        last.thread = &threadIdentity(true);
+        last.forks = forkCount();
+    }
     last.encoder.encode(level, msecs, last.moduleUtf8.constData(), last.moduleUtf8.size(),
                         last.function.constData(), last.function.size(),
                         last.file.constData(), last.file.size(), line, sameTail);

@@ -1,9 +1,11 @@
 #include <logging/log_record.h>
 
+#include "clock_step_p.h"
 #include "cold_p.h"
 #include "local_time_p.h"
 #include "log_record_p.h"
 #include "qt_compat_p.h"
+#include "thread_identity_p.h"
 
 
 #include <cstring>
@@ -26,7 +28,12 @@ LogRecord::LogRecord()
     : level(Debug)
     , dateTime(currentDateTime())
     , line(0)
+    , bootTime(bootTimeNow())
 {
+    const ThreadIdentity &identity = threadIdentity(true);
+    processId = identity.processId;
+    threadId = identity.threadId;
+    threadName = identity.name;
 }
 
 LogRecord::LogRecord(Level level, const QDateTime &dateTime, const QString &module,
@@ -39,6 +46,29 @@ LogRecord::LogRecord(Level level, const QDateTime &dateTime, const QString &modu
     , function(function)
     , file(file)
     , line(line)
+    , bootTime(bootTimeNow())
+{
+    const ThreadIdentity &identity = threadIdentity(true);
+    processId = identity.processId;
+    threadId = identity.threadId;
+    threadName = identity.name;
+}
+
+LogRecord::LogRecord(Level level, const QDateTime &dateTime, const QString &module,
+                     const QByteArray &message, const QByteArray &function,
+                     const QByteArray &file, int line, qint64 bootTime, int processId,
+                     int threadId, const QString &threadName)
+    : level(level)
+    , dateTime(dateTime)
+    , module(module)
+    , message(message)
+    , function(function)
+    , file(file)
+    , line(line)
+    , bootTime(bootTime)
+    , processId(processId)
+    , threadId(threadId)
+    , threadName(threadName)
 {
 }
 

@@ -26,6 +26,12 @@ QByteArray formatText(const QString &configured, const char *builtin)
     return trimmed.isEmpty() ? QByteArray(builtin) : trimmed.toLocal8Bit();
 }
 
+// The escaping setting of a section: on unless "escape" is 0.
+bool escapeSetting(const Config &config, const char *section)
+{
+    return config.value(section, QLatin1String("escape"), QString()).trimmed() != QLatin1String("0");
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -38,6 +44,7 @@ QTLOG_COLD LogRecordFormater::Items::~Items()
 
 QTLOG_COLD void LogRecordFormater::Items::clear()
 {
+    dayHeader = nullptr;
     for (int i = items.size() - 1; i >= 0; --i)
         delete items.at(i);
     items.clear();
@@ -47,8 +54,12 @@ QTLOG_COLD void LogRecordFormater::Items::reset(const QList<FormatItem *> &list)
 {
     clear();
     items.reserve(list.size());
-    for (FormatItem *item : list)
+    for (FormatItem *item : list) {
         items.append(item);
+        const FItemTime *time = dynamic_cast<const FItemTime *>(item);
+        if (!dayHeader && time && time->mode == FItemTime::DayHeader)
+            dayHeader = time;
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -59,6 +70,7 @@ QTLOG_COLD LogRecordFormater::LogRecordFormater()
     , aloneState(new State)
     , items(new Items)
     , traceItems(new Items)
+    , escape(true)
 {
     aloneState->alone = true;
     // A configuration without a file yields the built-in formats.
@@ -78,6 +90,7 @@ QTLOG_COLD void LogRecordFormater::reloadConfig(Config &config, const char *sect
     compat::MutexLocker locker(&lock);
     configStringToItems(*items, formatText(config.outFormat(section), defaultFormat));
     configStringToItems(*traceItems, formatText(config.outTraceFormat(section), defaultTraceFormat));
+    escape = escapeSetting(config, section);
 }
 
 QByteArray LogRecordFormater::builtinFormat(bool trace)
@@ -112,19 +125,32 @@ QByteArray LogRecordFormater::formatWith(State &last, const LogRecord &record)
     return QByteArray(line.constData(), line.size());
 }
 
-const char *LogRecordFormater::formatLine(const LogRecord &record, int *size)
+const char *LogRecordFormater::formatLine(const LogRecord &record, int *size, int *dayHeader)
 {
     compat::MutexLocker locker(&lock);
-    formatInto(*state, record, state->line);
+    formatInto(*state, record, state->line, dayHeader);
     *size = state->line.size();
     return state->line.constData();
 }
 
-void LogRecordFormater::formatInto(State &last, const LogRecord &record, Line &line)
+void LogRecordFormater::formatInto(State &last, const LogRecord &record, Line &line, int *dayHeader)
 {
     line.resize(0);
-    OutFItemStream out(&last, &record, line);
+    if (!last.alone)
+        ++last.sequence;
+    OutFItemStream out(&last, &record, line, escape);
     const Items &list = record.level == Trace ? *traceItems : *items;
+    if (dayHeader) {
+        // The header that a file beginning with this line needs, when the
+        // line does not bring one itself.
+        *dayHeader = 0;
+        if (list.dayHeader && !out.dateChanged && out.timeValid) {
+            out.dateChanged = true;
+            list.dayHeader->out(out);
+            out.dateChanged = false;
+            *dayHeader = line.size();
+        }
+    }
     for (const FormatItem *item : list.items)
         item->out(out);
     if (out.timeWritten) {

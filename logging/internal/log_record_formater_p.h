@@ -12,6 +12,7 @@
 namespace logging {
 
 class FormatItem;
+class FItemTime;
 
 // A line's bytes while it is made: a usual line needs no heap.
 struct LogRecordFormater::Line : QVarLengthArray<char, 512>
@@ -21,9 +22,9 @@ struct LogRecordFormater::Line : QVarLengthArray<char, 512>
 // What a formatter keeps from record to record.
 struct LogRecordFormater::State
 {
-    State() : alone(false), haveLast(false), lastSecond(0), lastDay(0) {}
+    State() : alone(false), haveLast(false), lastSecond(0), lastDay(0), sequence(0) {}
 
-    // Every record stands alone: full time, no day header.
+    // Every record stands alone: full time, no day header, no number.
     bool alone;
 
     // The last record whose full time was written: the time cut to its whole
@@ -32,9 +33,19 @@ struct LogRecordFormater::State
     qint64 lastSecond;
     qint64 lastDay;
 
-    // The module written last and its local 8-bit text.
-    QString module;
-    QByteArray moduleText;
+    // The number of the last record formatted.
+    quint64 sequence;
+
+    // A text of the last record and its local 8-bit form, escaped or not.
+    struct TextCache
+    {
+        TextCache() : escaped(false) {}
+        QString key;
+        QByteArray text;
+        bool escaped;
+    };
+    TextCache module;
+    TextCache threadName;
 
     // The line formatLine() made last.
     LogRecordFormater::Line line;
@@ -44,7 +55,7 @@ struct LogRecordFormater::State
 class QTLOG_EXPORT LogRecordFormater::Items
 {
 public:
-    Items() {}
+    Items() : dayHeader(nullptr) {}
     ~Items();
 
     void clear();
@@ -52,6 +63,7 @@ public:
     void reset(const QList<FormatItem *> &list);
 
     QVector<FormatItem *> items;
+    const FItemTime *dayHeader;     // the first day header item, or null
 
 private:
     Q_DISABLE_COPY(Items)

@@ -5,6 +5,7 @@
 #include <logging/destpoint.h>
 #include <logging/log_record_formater.h>
 
+#include "clock_step_p.h"
 #include "local_time_p.h"
 #include "log_record_p.h"
 #include "logging_p.h"
@@ -122,7 +123,23 @@ void sendLastEncoded(const QByteArray &message)
 {
     const LastEncoded &last = threadState().last;
     const LogRecord record(Level(last.level), compat::offsetDateTime(last.msecs, last.offset),
-                           last.module, message, last.function, last.file, last.line);
+                           last.module, message, last.function, last.file, last.line,
+                           last.bootMsecs, last.thread->processId, last.thread->threadId,
+                           last.thread->name);
+    DestPoint::allDestPointManager()->sendLogRecord(record);
+}
+
+// The report of a step of the wall clock that a plain Qt message found: it
+// goes to the destinations before that message, made as toLog() makes it.
+void deliverClockStep(const RecordTime &time)
+{
+    static const QString clockModule = QString::fromLatin1("logging.clock");
+    const QByteArray text = "Clock stepped by " + clockStepAmount(time.stepMsecs)
+        + " s, the time is now " + clockStepNow(time.msecs, time.offset);
+    const ThreadIdentity &thread = threadIdentity(true);
+    const LogRecord record(Warning, compat::offsetDateTime(time.msecs, time.offset), clockModule,
+                           text, QByteArray(clockStepFunction), QByteArray(__FILE__), __LINE__,
+                           time.bootMsecs, thread.processId, thread.threadId, thread.name);
     DestPoint::allDestPointManager()->sendLogRecord(record);
 }
 
@@ -145,10 +162,16 @@ void deliver(QtMsgType type, const QByteArray &text, bool lastEncoded = false)
     QSharedPointer<LogRecord> record = LogRecord::fromByteArray(text);
     if (!record) {
         static const QString qtModule = QString::fromLatin1("qt");
-        record = compat::makeShared<LogRecord>(levelOfMessageType(type), currentDateTime(),
-                                               qtModule,
-                                               QByteArray(text.constData(), text.size()),
-                                               QByteArray(), QByteArray(), 0);
+        RecordTime now;
+        readRecordTime(&now);
+        if (Q_UNLIKELY(now.stepMsecs != 0))
+            deliverClockStep(now);
+        const ThreadIdentity &thread = threadIdentity(true);
+        record = compat::makeShared<LogRecord>(levelOfMessageType(type),
+                                               compat::offsetDateTime(now.msecs, now.offset),
+                                               qtModule, QByteArray(text.constData(), text.size()),
+                                               QByteArray(), QByteArray(), 0, now.bootMsecs,
+                                               thread.processId, thread.threadId, thread.name);
     }
     DestPoint::allDestPointManager()->sendLogRecord(record);
 }

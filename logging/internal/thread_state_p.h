@@ -7,6 +7,7 @@
 // the report deferral, all of which run on the logging thread itself.
 
 #include "log_record_p.h"
+#include "thread_identity_p.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
@@ -34,6 +35,9 @@ struct LastEncoded
     int line;
     qint64 msecs;
     int offset;
+    qint64 bootMsecs;
+    const ThreadIdentity *thread = nullptr;
+    unsigned forks = 0;     // forkCount() when thread was taken
 };
 
 // Records of macro statements, written into strings that start with the

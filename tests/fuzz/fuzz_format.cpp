@@ -16,6 +16,36 @@ using namespace logging;
 
 namespace {
 
+// Aborts unless text is valid UTF-8 without control characters other than
+// tab and line feed, C1 controls, U+2028 or U+2029: what escaping leaves.
+void checkEscaped(const QByteArray &text)
+{
+    const unsigned char *p = reinterpret_cast<const unsigned char *>(text.constData());
+    const unsigned char *end = p + text.size();
+    while (p < end) {
+        const unsigned c = *p;
+        if (c < 0x80) {
+            if ((c < 0x20 && c != '\t' && c != '\n') || c == 0x7f)
+                abort();
+            ++p;
+            continue;
+        }
+        const int n = c >= 0xf0 ? 4 : c >= 0xe0 ? 3 : 2;
+        if (c < 0xc2 || c > 0xf4 || end - p < n)
+            abort();
+        unsigned code = c & (0x3f >> (n - 1));
+        for (int i = 1; i < n; ++i) {
+            if ((p[i] & 0xc0) != 0x80)
+                abort();
+            code = (code << 6) | (p[i] & 0x3f);
+        }
+        if ((n == 3 && code < 0x800) || (n == 4 && (code < 0x10000 || code > 0x10ffff))
+            || (code >= 0xd800 && code <= 0xdfff) || code <= 0x9f || code == 0x2028 || code == 0x2029)
+            abort();
+        p += n;
+    }
+}
+
 // The part of rest up to the next line feed; rest keeps what follows it.
 QByteArray takeLine(QByteArray &rest)
 {
@@ -69,5 +99,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     };
     for (const LogRecord &record : records)
         formatter.format(record);
+
+    // Escaping, on by default: whatever a record carries, no control
+    // character and no invalid UTF-8 comes out of the fields.
+    Config fields(fuzz::writeSettings("[console]\nformat = #cm|#cf|#cF|#cu|#pn|#mf|#md|#ms3|#tu|#n|#pp|#pt\n"), false);
+    LogRecordFormater escaping;
+    escaping.reloadConfig(fields, "console");
+    LogRecord hostile(Info, QDateTime(day, QTime(1, 2, 3, 4)), QString::fromUtf8(message), message, message,
+                      message, 1);
+    hostile.threadName = QString::fromUtf8(message);
+    checkEscaped(escaping.format(hostile));
     return 0;
 }

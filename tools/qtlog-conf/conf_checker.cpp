@@ -19,8 +19,8 @@ using logging::Config;
 
 const char *const s_destinations[] = { "console", "file", "syslog", "gui_buffer" };
 const int s_destinationCount = 4;
-const char *const s_commonKeys[] = { "level", "allow", "deny", "format", "trace_format" };
-const int s_commonKeyCount = 5;
+const char *const s_commonKeys[] = { "level", "allow", "deny", "format", "trace_format", "escape" };
+const int s_commonKeyCount = 6;
 const char *const s_levelNames[] = { "Critical", "Error", "Warning", "Info", "Debug", "Trace" };
 const char s_sectionList[] = "console, file, syslog, gui_buffer";
 
@@ -177,6 +177,10 @@ void Checker::checkKey(const Config::Settings::Line &line)
             warn(line, QString::fromLatin1("the level \"%1\" is not a number from 0 to 5: "
                                            "4 (Debug) is used").arg(value));
     }
+    if (key == QLatin1String("escape") && !comment && value != QLatin1String("0")
+        && value != QLatin1String("1"))
+        warn(line, QString::fromLatin1("the value \"%1\" of \"escape\" is not understood: "
+                                       "the default is used (only 0 turns escaping off)").arg(value));
     if (isListKey(key) && value.contains(QLatin1Char('\t')))
         warn(line, QString::fromLatin1("a tab does not separate the names of \"%1\"; use blanks")
                        .arg(key));
@@ -223,7 +227,7 @@ void Checker::checkFormat(const Config::Settings::Line &line)
         warn(line, item.size() < 2
                        ? QString::fromLatin1("a '#' at the end of the format is dropped")
                        : QString::fromLatin1("unknown format item \"%1\": the '#' is dropped "
-                                             "(items are #l, #t, #m, #c)")
+                                             "(items are #l, #t, #m, #c, #p, #n)")
                              .arg(QString::fromLocal8Bit(item.constData(), item.size())));
     }
 }
@@ -250,9 +254,11 @@ void Checker::showSamples(const char *dest, int maxLevel)
     const QDateTime time(QDate(2026, 1, 15), QTime(14, 3, 27, 512));
     out << "  sample lines:\n";
     for (int level = logging::Critical; level <= maxLevel; ++level) {
+        // A sample's process and thread, not qtlog-conf's own.
         const logging::LogRecord record(logging::Level(level), time.addMSecs(level), QLatin1String("media"),
                                         QByteArray("message text"), QByteArray("void Player::play()"),
-                                        QByteArray("src/player.cpp"), 42);
+                                        QByteArray("src/player.cpp"), 42, Q_INT64_C(12345678) + level,
+                                        1234, 1234, QLatin1String("player"));
         const QByteArray line = formatter.format(record);
         out << "    " << QString::fromLocal8Bit(line.constData(), line.size()) << '\n';
     }
@@ -285,6 +291,7 @@ void Checker::showDestinations()
                       ? QString::fromLatin1(logging::LogRecordFormater::builtinFormat(false)) : format);
         showValue(dest, "trace_format", traceFormat.trimmed().isEmpty()
                       ? QString::fromLatin1(logging::LogRecordFormater::builtinFormat(true)) : traceFormat);
+        showValue(dest, "escape", config.value(dest, QLatin1String("escape"), QLatin1String("1")));
         for (size_t k = 0; k < sizeof(s_destinationKeys) / sizeof(s_destinationKeys[0]); ++k) {
             const DestinationKey &known = s_destinationKeys[k];
             if (QLatin1String(known.section) != QLatin1String(dest))

@@ -2,10 +2,11 @@
 #define QTLOG_CONF_DESTINATION_KEYS_H
 
 // The keys of the destinations' own sections, beside the ones every section
-// has ("level", "allow", "deny", "format", "trace_format"): one line per key,
-// with the value the destination uses when the key is set nowhere and what
-// that default means. Like the common keys, they fall back to the global
-// section. A value that the destination does not understand gets a warning.
+// has ("level", "allow", "deny", "format", "trace_format", "escape"): one
+// line per key, with the value the destination uses when the key is set
+// nowhere and what that default means. Like the common keys, they fall back
+// to the global section. A value that the destination does not understand
+// gets a warning.
 #include <logging/dp_file.h>
 
 #include <QtCore/QString>
