@@ -99,6 +99,14 @@ public:
 
     void lock() { detail::lock(this); }
     void unlock() { detail::unlock(this); }
+    bool tryLock(int timeoutMs)
+    {
+        __tsan_mutex_pre_lock(this, __tsan_mutex_try_lock);
+        const bool locked = QMutex::tryLock(timeoutMs);
+        __tsan_mutex_post_lock(this, locked ? __tsan_mutex_try_lock
+                                            : __tsan_mutex_try_lock | __tsan_mutex_try_lock_failed, 0);
+        return locked;
+    }
 
 private:
     Q_DISABLE_COPY(Mutex)
